@@ -1,0 +1,179 @@
+#include "assembly/fem_matrix.h"
+
+#include "assembly/boundary.h"
+#include "assembly/kernels.h"
+#include "assembly/node_values.h"
+#include "assembly/scatter.h"
+#include "common/by_element.h"
+#include "common/element_table.h"
+#include "common/record_list.h"
+
+namespace tarnel
+{
+
+// An element type at its integration points.
+struct type_points {
+    integration_rule rule;
+    shape_values n[most_points];
+    natural_derivatives d[most_points];
+};
+
+struct all_type_points {
+    type_points of[std::size(element_types)];
+};
+
+static void prepare_points(all_type_points& prepared)
+{
+    for (std::size_t t = 0; t < std::size(element_types); ++t) {
+        type_points& points = prepared.of[t];
+        points.rule = rule_of(element_types[t]);
+        for (int p = 0; p < points.rule.points; ++p) {
+            const integration_point& at = points.rule.point[p];
+            set_shape_values(element_types[t].code, at.xi, at.eta, points.n[p]);
+            set_natural_derivatives(element_types[t].code, at.xi, at.eta, points.d[p]);
+        }
+    }
+}
+
+// What an element is made of, at its integration points.
+struct element_material {
+    const double* reluctivity;               // 3 x 3 [m/H]
+    double js;                               // source current density [A/m2]
+    double sigma;                            // conductivity [S/m]
+    double hx[most_points], hy[most_points]; // magnetisation [A/m]
+};
+
+static element_material read_material(const control& cntl, fem_matrix_files files, const felm_struct_record& felm,
+                                      std::FILE* log)
+{
+    element_material material;
+    material.reluctivity = felm.reluctivity;
+    material.js = felm.j0vec[2];
+    material.sigma = conductivity_of(log, cntl, files.conductivities, felm);
+    for (int p = 0; p < most_points; ++p) {
+        material.hx[p] = felm.hb[0] + felm.hvec[0];
+        material.hy[p] = felm.hb[1] + felm.hvec[1];
+    }
+    if (cntl.iopt_h0vect == 1) {
+        const auto by_point = read_record_of<magnetisation_record>(log, *files.magnetisations, felm.noe);
+        for (int p = 0; p < most_points && by_point.use == 1; ++p) {
+            material.hx[p] += by_point.hx[p + 1];
+            material.hy[p] += by_point.hy[p + 1];
+        }
+    }
+    return material;
+}
+
+struct element_system {
+    element_matrix k; // [m/H, m2/H]
+    double f[most_nodes];
+    double area; // [m2]
+};
+
+static void clear(int nodes, element_system& element)
+{
+    for (int i = 0; i < nodes; ++i) {
+        element.f[i] = 0.0;
+        for (int j = 0; j < nodes; ++j) element.k[i][j] = 0.0;
+    }
+    element.area = 0.0;
+}
+
+static void integrate_element(const control& cntl, const felm_struct_record& felm, int nodes, const type_points& points,
+                              const element_material& material, const double coordinates[][3], const double previous[],
+                              element_system& element, std::FILE* log)
+{
+    const double s = cntl.iax == 1 ? -1.0 : 1.0;
+    clear(nodes, element);
+    for (int p = 0; p < points.rule.points; ++p) {
+        double jacobian[3][3], inverse[3][3], det;
+        global_derivatives g;
+        set_jacobian(nodes, points.d[p], coordinates, jacobian);
+        if (invert_jacobian(jacobian, cntl.eps_zero, det, inverse) != 0) fail_jacobian(log, felm.noe);
+        set_global_derivatives(nodes, points.d[p], inverse, g);
+        double dv = points.rule.point[p].weight * det;
+        element.area += dv;
+        if (cntl.iax == 1) dv *= correct_radial_column(nodes, points.n[p], coordinates, g);
+        add_stiffness(nodes, g, material.reluctivity, dv, element.k);
+        add_sources(nodes, points.n[p], g, material.js, material.hx[p], material.hy[p], s, dv, element.f);
+        if (cntl.delta_t > cntl.eps_zero)
+            add_eddy_currents(nodes, points.n[p], material.sigma, dv, cntl.delta_t, previous, element.k, element.f);
+    }
+}
+
+static void assemble_elements(const control& cntl, fem_matrix_files files, const node_values& nodes,
+                              const owned_array<double>& avalp, matrix_rows& matrix, double uvecr[], std::FILE* log)
+{
+    all_type_points prepared;
+    prepare_points(prepared);
+    element_system element;
+    record_list list = felm_list(files.felm_struct, cntl.maxfelm);
+    for (felm_struct_record felm; next_record(log, list, felm);) {
+        const element_type& type = element_type_of(log, felm.type, felm.noe, "");
+        if (felm.nop < 0 || felm.nop > cntl.maxprp) fail(log, "      Error. prop no. over the limit.\n");
+        const element_material material = read_material(cntl, files, felm, log);
+        std::size_t place[most_nodes];
+        find_nodes(cntl, nodes.index, "fem", felm.noe, type.nodes, felm.node, place, log);
+        local_nodes local;
+        set_local_nodes(nodes, type.nodes, place, local);
+        double coordinates[most_nodes][3], previous[most_nodes];
+        for (std::int32_t k = 0; k < type.nodes; ++k) {
+            const node_point& point = nodes.ggg.values[place[k]];
+            coordinates[k][0] = point.x, coordinates[k][1] = point.y, coordinates[k][2] = point.z;
+            previous[k] = avalp[place[k]];
+        }
+        integrate_element(cntl, felm, type.nodes, prepared.of[&type - element_types], material, coordinates, previous,
+                          element, log);
+        scatter_element(type.nodes, element.k, element.f, local, matrix, uvecr);
+        write_value(log, files.areas, felm.noe, "w1");
+        write_value(log, files.areas, element.area, "w2");
+    }
+    write_value(log, files.areas, std::int32_t{0}, "w1");
+    flush_output(log, files.areas);
+}
+
+void write_matrix(output_file& out, const matrix_rows& matrix, std::FILE* log)
+{
+    write_value(log, out, matrix.ndim, "w1");
+    for (std::int32_t i = 0; i < matrix.ndim; ++i) {
+        const std::int32_t terms = terms_of(matrix, i);
+        if (terms < 1)
+            fail(log,
+                 "      Error. no. of non-zero term is 0.\n"
+                 "             no. of unknown = %d \n",
+                 i);
+        write_value(log, out, terms, "w2");
+        write_values(log, out, &matrix.amatr[static_cast<std::size_t>(matrix.start[static_cast<std::size_t>(i)])],
+                     static_cast<std::size_t>(terms), "w3");
+    }
+    write_value(log, out, matrix.ndim, "w4");
+    flush_output(log, out);
+}
+
+void write_vector(output_file& out, std::int32_t ndim, const double values[], std::FILE* log)
+{
+    write_value(log, out, ndim, "w1");
+    write_values(log, out, values, static_cast<std::size_t>(ndim), "w2");
+    write_value(log, out, ndim, "w3");
+    flush_output(log, out);
+}
+
+void eat_calc_fem_matrix(control cntl, fem_matrix_files files, std::FILE* log)
+{
+    log_lines(log, "    === in func. eat_calc_fem_matrix ===\n");
+    matrix_rows matrix;
+    matrix.ndim = read_value<std::int32_t>(log, files.index, "r1");
+    log_lines(log, "      ndim = %d \n", matrix.ndim);
+    if (matrix.ndim < 1 || matrix.ndim > cntl.maxdim) fail(log, "      Error. unknown no. over the limit, or, 0.\n");
+    const node_values nodes = read_node_values(cntl, files.node_struct, matrix.ndim, log);
+    if (cntl.iopt_trans == 1) check_time_step(cntl, log);
+    const owned_array<double> avalp = read_previous_potentials(cntl, files.previous, nodes, log);
+    read_index_rows(log, files.index, cntl.maxnzero, column_check::none, matrix);
+    const owned_array<double> uvecr = zero_array<double>(log, "uvecr", static_cast<std::size_t>(matrix.ndim));
+    assemble_elements(cntl, files, nodes, avalp, matrix, uvecr.get(), log);
+    if (cntl.iopt_belm == 1) add_boundary_elements(cntl, *files.belms, nodes, matrix, uvecr.get(), log);
+    write_matrix(files.matrix, matrix, log);
+    write_vector(files.vector, matrix.ndim, uvecr.get(), log);
+}
+
+} // namespace tarnel

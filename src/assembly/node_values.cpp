@@ -1,0 +1,59 @@
+#include "assembly/node_values.h"
+
+#include "common/element_table.h"
+#include "common/record_list.h"
+
+namespace tarnel
+{
+
+node_values read_node_values(const control& cntl, input_file& in, std::int32_t ndim, std::FILE* log)
+{
+    node_values nodes;
+    const std::size_t most = record_capacity(in, sizeof(node_struct_record), cntl.maxnog);
+    reserve(log, "ggg", nodes.ggg, most);
+    reserve(log, "aval0", nodes.aval0, most);
+    reserve(log, "acoef", nodes.acoef, most);
+    reserve(log, "nufai", nodes.nufai, most);
+    record_list list = node_list(in, cntl.maxnog);
+    for (node_struct_record node; next_record(log, list, node);) {
+        if (node.nufai > ndim) fail(log, "      Error. node.nufai > ndim.  nog = %d \n", node.nog);
+        append(log, "ggg", nodes.ggg, node_point{node.x, node.y, node.z});
+        append(log, "aval0", nodes.aval0, node.fai0);
+        append(log, "acoef", nodes.acoef, node.acoef);
+        append(log, "nufai", nodes.nufai, node.nufai);
+        add_number(log, "nufai", nodes.index, node.nog);
+    }
+    finish_index(log, "nufai", nodes.index);
+    return nodes;
+}
+
+void check_time_step(const control& cntl, std::FILE* log)
+{
+    if (cntl.eps_zero > cntl.delta_t) fail(log, "      Error. time step(cntl.delta_t) is zero.\n");
+}
+
+owned_array<double> read_previous_potentials(const control& cntl, input_file* in, const node_values& nodes,
+                                             std::FILE* log)
+{
+    owned_array<double> avalp = zero_array<double>(log, "avalp", nodes.index.numbers.size);
+    if (in == nullptr) return avalp;
+    record_list list = node_list(*in, cntl.maxnog);
+    for (potential_record node; next_record(log, list, node);) {
+        const std::int32_t place = place_of(nodes.index, node.nog);
+        if (place >= 0) avalp[static_cast<std::size_t>(place)] = node.potential;
+    }
+    return avalp;
+}
+
+void find_nodes(const control& cntl, const number_index& index, const char* kind, std::int32_t element,
+                std::int32_t count, const std::int32_t node[], std::size_t place[], std::FILE* log)
+{
+    for (std::int32_t j = 0; j < count; ++j) {
+        if (node[j] < 1 || node[j] > cntl.maxnog) fail_connection(log, kind, element, j + 1);
+        const std::int32_t found = place_of(index, node[j]);
+        if (found < 0) fail(log, "      Error. node no. %d not defined.\n", node[j]);
+        place[j] = static_cast<std::size_t>(found);
+    }
+}
+
+} // namespace tarnel

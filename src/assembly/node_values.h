@@ -1,0 +1,50 @@
+// Nodes as the assembly and the result stages see them: where they are and what their potential is made of.
+#pragma once
+
+#include "common/control.h"
+#include "common/number_index.h"
+#include "common/records.h"
+#include "common/streams.h"
+
+namespace tarnel
+{
+
+struct node_point {
+    double x, y, z; // [m]; axisymmetric r, z, 0
+};
+
+struct node_values {
+    number_index index;
+    growing_array<node_point> ggg;
+    growing_array<double> aval0;       // constant term [Wb/m]
+    growing_array<double> acoef;       // coefficient of the unknown
+    growing_array<std::int32_t> nufai; // unknown number from 1; 0 or negative without one
+};
+
+// Reads "at-node-struct.tmp".
+//   errors  the list's own; "      Error. node.nufai > ndim.  nog = %d \n"
+node_values read_node_values(const control& cntl, input_file& in, std::int32_t ndim, std::FILE* log);
+
+// Checks the time step of a run with previous potentials.
+//   errors  "      Error. time step(cntl.delta_t) is zero.\n", for a negative one too
+void check_time_step(const control& cntl, std::FILE* log);
+
+// Potentials of the step before, by place; 0 for nodes that "at-npresl-struct.tmp" does not name [Wb/m].
+//   in      nullptr without previous potentials: zeros
+//   errors  the list's own, "Can't allocate (avalp)"
+owned_array<double> read_previous_potentials(const control& cntl, input_file* in, const node_values& nodes,
+                                             std::FILE* log);
+
+// Places of an element's nodes.
+//   errors  a number outside 1 .. maxnog: the two lines of fail_connection with `kind`; a node that is not defined:
+//           "      Error. node no. %d not defined.\n"
+void find_nodes(const control& cntl, const number_index& index, const char* kind, std::int32_t element,
+                std::int32_t count, const std::int32_t node[], std::size_t place[], std::FILE* log);
+
+// The affine form of every potential: constant term plus coefficient times unknown.
+inline double node_potential(std::int32_t nufai, double aval0, double acoef, const double solution[])
+{
+    return nufai >= 1 ? aval0 + acoef * solution[nufai - 1] : aval0;
+}
+
+} // namespace tarnel

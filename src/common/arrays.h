@@ -1,0 +1,63 @@
+// Zero-initialised arrays, named for their allocation message. Memory comes from calloc: pages that are never touched
+// are never paid for, so an upper bound from a file's size costs nothing.
+#pragma once
+
+#include "common/failure.h"
+
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <type_traits>
+
+namespace tarnel
+{
+
+struct free_array {
+    void operator()(void* p) const { std::free(p); }
+};
+
+template <class T> using owned_array = std::unique_ptr<T[], free_array>;
+
+// n zeros of T.
+//   errors  "      Error. Can't allocate (name).\n"
+template <class T> owned_array<T> zero_array(std::FILE* log, const char* name, std::size_t n)
+{
+    static_assert(std::is_trivially_copyable_v<T> && std::is_trivially_destructible_v<T>);
+    void* zeros = std::calloc(n > 0 ? n : 1, sizeof(T));
+    if (zeros == nullptr) fail(log, "      Error. Can't allocate (%s).\n", name);
+    return owned_array<T>(static_cast<T*>(zeros));
+}
+
+// An array that grows by doubling; new places hold zeros.
+template <class T> struct growing_array {
+    owned_array<T> values;
+    std::size_t size = 0;
+    std::size_t capacity = 0;
+};
+
+// Makes room for n places in all.
+//   errors  "      Error. Can't allocate (name).\n"
+template <class T> void reserve(std::FILE* log, const char* name, growing_array<T>& array, std::size_t n)
+{
+    static_assert(std::is_trivially_copyable_v<T> && std::is_trivially_destructible_v<T>);
+    if (n <= array.capacity) return;
+    std::size_t capacity = array.capacity < 8 ? 16 : 2 * array.capacity;
+    if (capacity < n) capacity = n;
+    if (capacity > static_cast<std::size_t>(-1) / sizeof(T)) fail(log, "      Error. Can't allocate (%s).\n", name);
+    void* grown = std::realloc(array.values.get(), capacity * sizeof(T));
+    if (grown == nullptr) fail(log, "      Error. Can't allocate (%s).\n", name);
+    static_cast<void>(array.values.release());
+    array.values.reset(static_cast<T*>(grown));
+    array.capacity = capacity;
+}
+
+// Appends one value.
+//   errors  "      Error. Can't allocate (name).\n"
+template <class T> void append(std::FILE* log, const char* name, growing_array<T>& array, const T& value)
+{
+    reserve(log, name, array, array.size + 1);
+    array.values[array.size++] = value;
+}
+
+} // namespace tarnel

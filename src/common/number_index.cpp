@@ -1,0 +1,64 @@
+#include "common/number_index.h"
+
+#include <algorithm>
+
+namespace tarnel
+{
+
+void add_number(std::FILE* log, const char* name, number_index& index, std::int32_t number)
+{
+    const std::size_t size = index.numbers.size;
+    if (size > 0) {
+        const std::int32_t last = index.numbers.values[size - 1];
+        if (number <= last) index.ascending = false;
+        if (number != last + 1) index.without_gaps = false;
+    }
+    index.largest = std::max(index.largest, number);
+    append(log, name, index.numbers, number);
+}
+
+// Sorted by number and, within a number, by place; the last place of each number is kept.
+static void sort_places(std::FILE* log, const char* name, number_index& index)
+{
+    const std::size_t n = index.numbers.size;
+    index.sorted = zero_array<numbered_place>(log, name, n);
+    for (std::size_t k = 0; k < n; ++k) index.sorted[k] = {index.numbers.values[k], static_cast<std::int32_t>(k)};
+    std::sort(index.sorted.get(), index.sorted.get() + n, [](const numbered_place& a, const numbered_place& b) {
+        return a.number != b.number ? a.number < b.number : a.place < b.place;
+    });
+    std::size_t kept = 0;
+    for (std::size_t k = 0; k < n; ++k)
+        if (k + 1 == n || index.sorted[k + 1].number != index.sorted[k].number) index.sorted[kept++] = index.sorted[k];
+    index.count = static_cast<std::int32_t>(kept);
+}
+
+void finish_index(std::FILE* log, const char* name, number_index& index)
+{
+    const std::size_t n = index.numbers.size;
+    index.count = static_cast<std::int32_t>(n);
+    if (!index.ascending) sort_places(log, name, index);
+    if (index.without_gaps) return;
+    if (static_cast<std::size_t>(index.largest) > 8 * n + 1024) return; // too sparse: binary search
+    index.direct = zero_array<std::int32_t>(log, name, static_cast<std::size_t>(index.largest) + 1);
+    for (std::size_t k = 0; k < n; ++k) // the last place stands
+        index.direct[static_cast<std::size_t>(index.numbers.values[k])] = static_cast<std::int32_t>(k) + 1;
+}
+
+std::int32_t search_place(const number_index& index, std::int32_t number)
+{
+    if (number < 1 || number > index.largest) return -1;
+    if (index.direct != nullptr) return index.direct[static_cast<std::size_t>(number)] - 1;
+    if (index.ascending) {
+        const std::int32_t* begin = index.numbers.values.get();
+        const std::int32_t* end = begin + index.count;
+        const std::int32_t* at = std::lower_bound(begin, end, number);
+        return at != end && *at == number ? static_cast<std::int32_t>(at - begin) : -1;
+    }
+    const numbered_place* begin = index.sorted.get();
+    const numbered_place* end = begin + index.count;
+    const numbered_place* at = std::lower_bound(
+        begin, end, number, [](const numbered_place& place, std::int32_t wanted) { return place.number < wanted; });
+    return at != end && at->number == number ? at->place : -1;
+}
+
+} // namespace tarnel

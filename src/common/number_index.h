@@ -1,0 +1,54 @@
+// From numbers to places. Node, property and coordinate system numbers may have gaps, stand in any order and repeat;
+// tables are sized by the records that exist, and this index says where a number's record stands. Numbered lists that
+// run on without a gap, the usual case, cost a subtraction.
+#pragma once
+
+#include "common/arrays.h"
+
+#include <cstdint>
+
+namespace tarnel
+{
+
+struct numbered_place {
+    std::int32_t number;
+    std::int32_t place;
+};
+
+struct number_index {
+    growing_array<std::int32_t> numbers; // by place, as added
+    std::int32_t count = 0;              // distinct numbers
+    bool ascending = true;               // places follow the numbers, none repeated
+    bool without_gaps = true;            // and numbers[place] = numbers[0] + place
+    owned_array<numbered_place> sorted;  // ascending, when places do not follow the numbers
+    owned_array<std::int32_t> direct;    // place + 1 by number, when numbers are dense
+    std::int32_t largest = 0;
+};
+
+// Adds a number (1 or more) at the next place.
+//   errors  "      Error. Can't allocate (name).\n"
+void add_number(std::FILE* log, const char* name, number_index& index, std::int32_t number);
+
+// Makes the index ready; of a number added more than once the last place stands.
+//   errors  "      Error. Can't allocate (name).\n"
+void finish_index(std::FILE* log, const char* name, number_index& index);
+
+// Place of a number, -1 when it was not added.
+std::int32_t search_place(const number_index& index, std::int32_t number);
+inline std::int32_t place_of(const number_index& index, std::int32_t number)
+{
+    if (index.without_gaps && index.count > 0) {
+        const std::int64_t place = std::int64_t{number} - index.numbers.values[0];
+        return place >= 0 && place < index.count ? static_cast<std::int32_t>(place) : -1;
+    }
+    return search_place(index, number);
+}
+
+// The k-th number in ascending order, k from 0, and its place.
+inline numbered_place ascending_place(const number_index& index, std::int32_t k)
+{
+    return index.ascending ? numbered_place{index.numbers.values[static_cast<std::size_t>(k)], k}
+                           : index.sorted[static_cast<std::size_t>(k)];
+}
+
+} // namespace tarnel

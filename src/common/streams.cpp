@@ -1,0 +1,120 @@
+#include "common/streams.h"
+
+#include <limits>
+#include <utility>
+
+namespace tarnel
+{
+
+output_file::~output_file()
+{
+    if (stream != nullptr && filled > 0) std::fwrite(buffer.get(), 1, filled, stream.get());
+}
+
+static bool open_stream(owned_file& stream, char (&stored)[file_name_characters], const char* path, const char* name,
+                        const char* mode)
+{
+    std::snprintf(stored, sizeof stored, "%s", name);
+    stream.reset(std::fopen(path, mode));
+    if (stream == nullptr) return false;
+    return std::setvbuf(stream.get(), nullptr, _IONBF, 0) == 0;
+}
+
+bool open_input(std::FILE* log, input_file& file, const char* path, const char* name)
+{
+    if (!open_stream(file.stream, file.name, path, name, "rb")) return false;
+    file.buffer = zero_array<char>(log, "stream", stream_buffer_bytes);
+    file.at = file.filled = 0;
+    return true;
+}
+
+bool open_output(std::FILE* log, output_file& file, const char* path, const char* name, content kind)
+{
+    if (!open_stream(file.stream, file.name, path, name, kind == content::text ? "w" : "wb")) return false;
+    file.buffer = zero_array<char>(log, "stream", stream_buffer_bytes);
+    file.filled = 0;
+    return true;
+}
+
+std::size_t fill_buffer(input_file& file, std::size_t want)
+{
+    const std::size_t left = file.filled - file.at;
+    if (left >= want) return left;
+    std::memmove(file.buffer.get(), file.buffer.get() + file.at, left);
+    file.at = 0;
+    file.filled = left;
+    while (file.filled < want) {
+        const std::size_t got =
+            std::fread(file.buffer.get() + file.filled, 1, stream_buffer_bytes - file.filled, file.stream.get());
+        if (got == 0) break;
+        file.filled += got;
+    }
+    return file.filled;
+}
+
+std::uint64_t bytes_left(input_file& file)
+{
+    constexpr std::uint64_t unknown = std::numeric_limits<std::uint64_t>::max();
+    const std::uint64_t buffered = file.filled - file.at;
+    std::FILE* f = file.stream.get();
+#if defined(_WIN32)
+    const auto here = _ftelli64(f);
+    if (here < 0 || _fseeki64(f, 0, SEEK_END) != 0) return unknown;
+    const auto end = _ftelli64(f);
+    if (_fseeki64(f, here, SEEK_SET) != 0 || end < here) return unknown;
+#else
+    const auto here = ftello(f);
+    if (here < 0 || fseeko(f, 0, SEEK_END) != 0) return unknown;
+    const auto end = ftello(f);
+    if (fseeko(f, here, SEEK_SET) != 0 || end < here) return unknown;
+#endif
+    return static_cast<std::uint64_t>(end - here) + buffered;
+}
+
+bool read_bytes_slowly(input_file& file, void* to, std::size_t n)
+{
+    char* target = static_cast<char*>(to);
+    const std::size_t left = file.filled - file.at;
+    if (n < stream_buffer_bytes) {
+        if (fill_buffer(file, n) < n) return false;
+        std::memcpy(target, file.buffer.get() + file.at, n);
+        file.at += n;
+        return true;
+    }
+    std::memcpy(target, file.buffer.get() + file.at, left);
+    file.at = file.filled = 0;
+    return std::fread(target + left, 1, n - left, file.stream.get()) == n - left;
+}
+
+void fail_in_file(std::FILE* log, const char* name, const char* tag)
+{
+    fail(log, "      Error. in %s(%s).\n", name, tag);
+}
+
+static void pass_to_system(std::FILE* log, output_file& file, const void* from, std::size_t n)
+{
+    if (n > 0 && std::fwrite(from, 1, n, file.stream.get()) != n) fail_in_file(log, file.name, file.tag);
+}
+
+void write_bytes_slowly(std::FILE* log, output_file& file, const void* from, std::size_t n)
+{
+    pass_to_system(log, file, file.buffer.get(), std::exchange(file.filled, 0));
+    if (n >= stream_buffer_bytes) return pass_to_system(log, file, from, n);
+    std::memcpy(file.buffer.get(), from, n);
+    file.filled = n;
+}
+
+void flush_output(std::FILE* log, output_file& file)
+{
+    pass_to_system(log, file, file.buffer.get(), std::exchange(file.filled, 0));
+    if (std::fflush(file.stream.get()) != 0) fail_in_file(log, file.name, file.tag);
+}
+
+void close_output(std::FILE* log, output_file& file)
+{
+    flush_output(log, file);
+    if (std::fclose(file.stream.release()) != 0) fail_in_file(log, file.name, file.tag);
+    file.buffer.reset();
+}
+
+} // namespace tarnel

@@ -1,0 +1,126 @@
+// Files of a run. Each has one large buffer of ours over an unbuffered stream: small records cost a copy, long runs of
+// numbers pass straight through. A short transfer is reported with the file's name and the tag of the item.
+#pragma once
+
+#include "common/arrays.h"
+#include "common/failure.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <type_traits>
+
+namespace tarnel
+{
+
+struct close_file {
+    void operator()(std::FILE* f) const { std::fclose(f); }
+};
+using owned_file = std::unique_ptr<std::FILE, close_file>;
+
+inline constexpr std::size_t stream_buffer_bytes = 65536;
+inline constexpr std::size_t file_name_characters = 80;
+
+struct input_file {
+    owned_file stream;
+    char name[file_name_characters] = {}; // as messages call it
+    owned_array<char> buffer;
+    std::size_t at = 0;     // next byte of the buffer
+    std::size_t filled = 0; // bytes in the buffer
+};
+
+struct output_file {
+    owned_file stream;
+    char name[file_name_characters] = {};
+    const char* tag = "w"; // of the last item accepted, for a failure seen later
+    owned_array<char> buffer;
+    std::size_t filled = 0;
+
+    output_file() = default;
+    output_file(const output_file&) = delete;
+    output_file& operator=(const output_file&) = delete;
+    ~output_file(); // a run that ends early leaves the file as far as it was written
+};
+
+// Opens a file for reading (binary, so that line ends are seen as they are).
+//   path    in the working directory
+//   name    as messages call it
+//   returns false when the file cannot be opened
+//   errors  "      Error. Can't allocate (stream).\n"
+bool open_input(std::FILE* log, input_file& file, const char* path, const char* name);
+
+// Creates or truncates a file for writing; text files get the platform's line ends.
+//   returns false when the file cannot be opened
+//   errors  "      Error. Can't allocate (stream).\n"
+enum class content { binary, text };
+bool open_output(std::FILE* log, output_file& file, const char* path, const char* name, content kind);
+
+// Makes up to `want` bytes (at most the buffer's size) stand in a row from file.at on; fewer only at the end of file.
+//   returns the number of bytes in a row
+std::size_t fill_buffer(input_file& file, std::size_t want);
+
+// Bytes from here to the end of file; an upper bound for whatever a count in the file promises.
+//   returns the largest 64-bit number for a file without an end, such as a pipe
+std::uint64_t bytes_left(input_file& file);
+
+// Reads n bytes; false when the file ends before.
+bool read_bytes_slowly(input_file& file, void* to, std::size_t n);
+inline bool read_bytes(input_file& file, void* to, std::size_t n)
+{
+    if (n > file.filled - file.at) return read_bytes_slowly(file, to, n);
+    std::memcpy(to, file.buffer.get() + file.at, n);
+    file.at += n;
+    return true;
+}
+
+// Says that an item of a file could not be read or written, or is not what it must be, and ends the run.
+[[noreturn]] void fail_in_file(std::FILE* log, const char* name, const char* tag);
+
+// Reads n values of T.
+//   errors  a short read: "      Error. in NAME(tag).\n"
+template <class T> void read_values(std::FILE* log, input_file& file, T* to, std::size_t n, const char* tag)
+{
+    static_assert(std::is_trivially_copyable_v<T> && !std::is_pointer_v<T>);
+    if (!read_bytes(file, to, n * sizeof(T))) fail_in_file(log, file.name, tag);
+}
+
+template <class T> T read_value(std::FILE* log, input_file& file, const char* tag)
+{
+    T value{};
+    read_values(log, file, &value, 1, tag);
+    return value;
+}
+
+// Writes n bytes.
+//   errors  "      Error. in NAME(tag).\n", with the tag of the item that the system refused
+void write_bytes_slowly(std::FILE* log, output_file& file, const void* from, std::size_t n);
+inline void write_bytes(std::FILE* log, output_file& file, const void* from, std::size_t n, const char* tag)
+{
+    file.tag = tag;
+    if (n > stream_buffer_bytes - file.filled) return write_bytes_slowly(log, file, from, n);
+    std::memcpy(file.buffer.get() + file.filled, from, n);
+    file.filled += n;
+}
+
+template <class T> void write_values(std::FILE* log, output_file& file, const T* from, std::size_t n, const char* tag)
+{
+    static_assert(std::is_trivially_copyable_v<T> && !std::is_pointer_v<T>);
+    write_bytes(log, file, from, n * sizeof(T), tag);
+}
+
+template <class T> void write_value(std::FILE* log, output_file& file, const T& value, const char* tag)
+{
+    write_values(log, file, &value, 1, tag);
+}
+
+// Hands everything to the system; a stage does so before it returns.
+//   errors  as for the file's last write
+void flush_output(std::FILE* log, output_file& file);
+
+// Flushes and closes, and reports what a destructor would swallow.
+//   errors  as for the file's last write
+void close_output(std::FILE* log, output_file& file);
+
+} // namespace tarnel

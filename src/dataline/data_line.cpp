@@ -1,0 +1,143 @@
+#include "dataline/data_line.h"
+
+#include "dataline/field_scan.h"
+
+#include <cstring>
+
+namespace tarnel
+{
+
+void t_err_line(const data_line& line, std::FILE* log)
+{
+    const void* newline = std::memchr(line.text, '\n', sizeof line.text);
+    const std::size_t shown = newline == nullptr
+                                  ? sizeof line.text
+                                  : static_cast<std::size_t>(static_cast<const char*>(newline) - line.text) + 1;
+    log_lines(log, "             at line : ");
+    // Character by character: a NUL byte is echoed like any other.
+    for (std::size_t k = 0; k < shown; ++k) log_lines(log, "%c", line.text[k]);
+    throw run_ended{};
+}
+
+void fail_field_count(const data_line& line, std::FILE* log)
+{
+    log_lines(log, "      Error. no. of parameters is illegal.\n");
+    t_err_line(line, log);
+}
+
+// Copies the next line into the blank buffer, newline included.
+static void read_characters(data_line& line, input_file& in, std::FILE* log)
+{
+    std::memset(line.text, ' ', sizeof line.text);
+    // A line takes at most 101 characters and the carriage return of its line end.
+    const std::size_t have = fill_buffer(in, line_characters + 1);
+    const char* from = in.buffer.get() + in.at;
+    const void* found = std::memchr(from, '\n', have);
+    std::size_t length = found == nullptr ? have : static_cast<std::size_t>(static_cast<const char*>(found) - from);
+    if (found != nullptr) {
+        const bool pair = length > 0 && from[length - 1] == '\r';
+        const std::size_t shown = pair ? length - 1 : length;
+        if (shown < line_characters) {
+            std::memcpy(line.text, from, shown);
+            line.text[shown] = '\n';
+            in.at += length + 1;
+            return;
+        }
+    }
+    if (length >= line_characters) {
+        std::memcpy(line.text, from, line_characters);
+        in.at += line_characters;
+        log_lines(log, "      Error. no. of character a line over the limit(%d). \n", line_characters);
+        t_err_line(line, log);
+    }
+    std::memcpy(line.text, from, length);
+    in.at += length;
+    log_lines(log, "      Error. EOF found in data line. \n");
+    t_err_line(line, log);
+}
+
+static void close_field(data_line& line, std::int32_t end, std::FILE* log)
+{
+    line.ie[line.naprm] = end;
+    if (++line.naprm > most_fields) {
+        log_lines(log, "      Error. no. of parameter a line over the limit(%d). \n", most_fields);
+        t_err_line(line, log);
+    }
+}
+
+void t_rd_line(data_line& line, input_file& in, std::FILE* log)
+{
+    std::memset(line.is, 0, sizeof line.is);
+    std::memset(line.ie, 0, sizeof line.ie);
+    line.naprm = 0;
+    read_characters(line, in, log);
+    bool inside = false;
+    for (std::int32_t at = 0;; ++at) {
+        const char c = line.text[at];
+        if (c == ' ' || c == '\n') {
+            if (inside) close_field(line, at, log);
+            inside = false;
+            if (c == '\n') return;
+        } else if (!inside) {
+            line.is[line.naprm] = at;
+            inside = true;
+        }
+    }
+}
+
+void read_line_of(data_line& line, std::int32_t fields, input_file& in, std::FILE* log)
+{
+    t_rd_line(line, in, log);
+    if (line.naprm != fields) fail_field_count(line, log);
+}
+
+struct field_place {
+    const char* first;
+    const char* last;
+};
+
+static field_place find_field(const data_line& line, std::int32_t ip, std::int32_t most, std::FILE* log)
+{
+    const char* fault = nullptr;
+    if (line.naprm < 1)
+        fault = "no. of parameter a line <= 0. ";
+    else if (ip > line.naprm)
+        fault = "ip<=0 or ip>naprm. ";
+    else if (line.ie[ip - 1] < line.is[ip - 1])
+        fault = "ie < is. ";
+    if (fault != nullptr) {
+        log_lines(log, "      Error. %s\n", fault);
+        t_err_line(line, log);
+    }
+    if (line.ie[ip - 1] - line.is[ip - 1] > most) {
+        log_lines(log, "      Error. no. of character per a parameter too large. ip = %d \n", ip);
+        t_err_line(line, log);
+    }
+    return {line.text + line.is[ip - 1], line.text + line.ie[ip - 1]};
+}
+
+[[noreturn]] static void fail_field(const data_line& line, const char* fault, std::int32_t ip, std::FILE* log)
+{
+    log_lines(log, "      Error. %s. ip = %d \n", fault, ip);
+    t_err_line(line, log);
+}
+
+double t_get_dprm(const data_line& line, std::int32_t ip, double dmin, double dmax, std::FILE* log)
+{
+    const auto [first, last] = find_field(line, ip, double_characters, log);
+    double value;
+    if (!scan_double_field(first, last, value)) fail_field(line, "illegal double parameter", ip, log);
+    if (!(dmin <= value && value <= dmax)) fail_field(line, "double parameter over the limit", ip, log);
+    return value;
+}
+
+std::int32_t t_get_iprm(const data_line& line, std::int32_t ip, std::int32_t imin, std::int32_t imax, std::FILE* log)
+{
+    const auto [first, last] = find_field(line, ip, integer_characters, log);
+    std::int32_t value;
+    if (!scan_integer_field(first, last, value)) fail_field(line, "illegal integer parameter", ip, log);
+    if (value < imin || value > imax) fail_field(line, "integer parameter over the limit", ip, log);
+    return value;
+}
+
+} // namespace tarnel

@@ -1,0 +1,288 @@
+// The sequence of a run: which stage follows which, on which files, under which switch.
+#include "driver/run.h"
+
+#include "assembly/fem_matrix.h"
+#include "common/control.h"
+#include "common/records.h"
+#include "common/streams.h"
+#include "driver/control_data.h"
+#include "driver/time_stamp.h"
+#include "prep/check_node_data.h"
+#include "prep/felm_cntr.h"
+#include "prep/felm_struct.h"
+#include "prep/matrix_index.h"
+#include "prep/node_struct.h"
+#include "readers/felm_data.h"
+#include "readers/fixc_data.h"
+#include "readers/lcs.h"
+#include "readers/node_data.h"
+#include "readers/prop_data.h"
+#include "results/felm_resl.h"
+#include "results/node_resl.h"
+#include "solvers/iccg.h"
+
+namespace tarnel
+{
+
+static void announce(const char* stage, std::FILE* log)
+{
+    log_lines(log, "    === func. %s ===\n", stage);
+}
+
+static void log_time(const char* what, std::FILE* log)
+{
+    const time_stamp now = stamp_of(std::time(nullptr));
+    log_lines(log, "    ### %s %s %s\n", what, now.date, now.clock);
+}
+
+[[noreturn]] static void fail_open(const char* path, std::FILE* log)
+{
+    fail(log, "  Error. Can't open %s.\n", path);
+}
+
+// A file that the stage must have.
+struct reading : input_file {
+    reading(const char* path, std::FILE* log) : reading(path, path, log) {}
+    reading(const char* path, const char* called, std::FILE* log)
+    {
+        if (!open_input(log, *this, path, called)) fail_open(path, log);
+    }
+};
+
+// A file that the stage has when a switch is on.
+struct optional_reading {
+    input_file file;
+    input_file* lent = nullptr;
+    optional_reading(bool on, const char* path, std::FILE* log)
+    {
+        if (!on) return;
+        if (!open_input(log, file, path, path)) fail_open(path, log);
+        lent = &file;
+    }
+};
+
+struct writing : output_file {
+    writing(const char* path, std::FILE* log, content kind = content::binary) : writing(path, path, log, kind) {}
+    writing(const char* path, const char* called, std::FILE* log, content kind = content::binary)
+    {
+        if (!open_output(log, *this, path, called, kind)) fail_open(path, log);
+    }
+};
+
+static void read_control(control& cntl, std::FILE* log)
+{
+    log_lines(log, "    === Now, reading %s ===\n", control_text);
+    {
+        reading text(control_text, log);
+        read_control_data(cntl, text, log);
+    }
+    log_lines(log, "    === Now, reading %s ===\n", dimension_text);
+    reading text(dimension_text, log);
+    read_dimension_data(cntl, text, log);
+}
+
+static void read_model(const control& cntl, std::FILE* log)
+{
+    {
+        announce("t_rd_lcs_data", log);
+        reading text(lcs_text, log);
+        writing lcs(lcs_file, log);
+        t_rd_lcs_data(cntl, {text, lcs}, log);
+        close_output(log, lcs);
+    }
+    {
+        announce("t_rd_node_data", log);
+        reading lcs(lcs_file, log), text(nodes_text, log);
+        writing nodes(nodes_file, log);
+        t_rd_node_data(cntl, {lcs, text, nodes}, log);
+        close_output(log, nodes);
+    }
+    {
+        announce("t_rd_felm_data", log);
+        reading text(felms_text, log);
+        writing felms(felms_file, log);
+        t_rd_felm_data(cntl, {text, felms}, log);
+        close_output(log, felms);
+    }
+    {
+        announce("at_rd_prop_data", log);
+        reading text(properties_text, log);
+        writing properties(properties_file, log);
+        at_rd_prop_data(cntl, {text, properties}, log);
+        close_output(log, properties);
+    }
+    {
+        announce("at_rd_fixc_data", log);
+        reading text(conditions_text, log);
+        writing conditions(conditions_file, log);
+        at_rd_fixc_data(cntl, {text, conditions}, log);
+        close_output(log, conditions);
+    }
+}
+
+// The counts at the head of the circuit files, if the host left any.
+//   returns nvolte, the number of circuit edges; cntl.maxvlt is 0 without circuits
+static std::int32_t read_circuit_header(control& cntl, std::FILE* log)
+{
+    cntl.maxvlt = 0;
+    log_lines(log, "    === Now, reading %s ===\n", circuit1_file);
+    input_file properties;
+    if (!open_input(log, properties, circuit1_file, circuit1_file)) {
+        log_lines(log, "  Note. Can't open %s.\n", circuit1_file);
+        return 0;
+    }
+    log_lines(log, "    === Now, reading %s ===\n", circuit2_file);
+    reading counts(circuit2_file, log);
+    const auto maxvlt = read_value<std::int32_t>(log, counts, "r:maxvlt");
+    const auto nvoltg = read_value<std::int32_t>(log, counts, "r:nvoltg");
+    const auto nvoltv = read_value<std::int32_t>(log, counts, "r:nvoltv");
+    const auto nvoltve = read_value<std::int32_t>(log, counts, "r:nvoltve");
+    const auto nvoltm = read_value<std::int32_t>(log, counts, "r:nvoltm");
+    // Damaged counts must not overflow: their sums are formed in 64 bits and logged in 32, as far as they go.
+    const std::int64_t nvolte = std::int64_t{nvoltve} + nvoltg;
+    const std::int64_t nvolt = std::int64_t{nvoltg} + nvoltv + nvoltm;
+    log_lines(log, "        +++ nvolte = %d ...\n", static_cast<std::int32_t>(nvolte));
+    if (nvolt <= 0) {
+        log_lines(log, "        Note: nvolt(=nvoltg+nvoltv+nvoltm) <= 0.\n");
+        return 0;
+    }
+    cntl.maxvlt = maxvlt;
+    return static_cast<std::int32_t>(nvolte);
+}
+
+static void prepare_model(const control& cntl, std::FILE* log)
+{
+    {
+        announce("eat_check_node_data", log);
+        reading nodes(nodes_file, log), felms(felms_file, log);
+        optional_reading belms(cntl.iopt_belm == 1, belms_file, log);
+        eat_check_node_data(cntl, {nodes, felms, belms.lent}, log);
+    }
+    {
+        announce("eat_set_node_struct", log);
+        reading nodes(nodes_file, log), felms(felms_file, log), conditions(conditions_file, log);
+        writing node_struct(node_struct_file, log);
+        eat_set_node_struct(cntl, {nodes, felms, conditions, node_struct}, log);
+        close_output(log, node_struct);
+    }
+    {
+        announce("eat_set_matrix_index", log);
+        reading node_struct(node_struct_file, log), felms(felms_file, log);
+        writing index(index_file, log);
+        eat_set_matrix_index(cntl, {node_struct, felms, index}, log);
+        close_output(log, index);
+    }
+    {
+        announce("t_set_felm_cntr", log);
+        reading nodes(nodes_file, log), felms(felms_file, log);
+        writing centres(centres_file, log);
+        t_set_felm_cntr(cntl, {nodes, felms, centres}, log);
+        close_output(log, centres);
+    }
+}
+
+static void join_materials(const control& cntl, std::FILE* log)
+{
+    announce("eat_set_felm_struct", log);
+    reading felms(felms_file, log), properties(properties_file, log);
+    optional_reading tensors(cntl.iopt_proptv == 1, tensors_file, log);
+    optional_reading currents(cntl.iopt_j0vect == 1, currents_file, log);
+    reading lcs(lcs_file, log), centres(centres_file, log);
+    writing felm_struct(felm_struct_file, log);
+    eat_set_felm_struct(cntl, {felms, properties, tensors.lent, currents.lent, lcs, centres, felm_struct}, log);
+    close_output(log, felm_struct);
+}
+
+// A step without previous potentials is solved as a static one.
+static void check_previous_potentials(control& cntl, std::FILE* log)
+{
+    if (cntl.iopt_trans != 1) return;
+    input_file previous;
+    if (open_input(log, previous, previous_file, previous_file)) return;
+    log_lines(log, "  Note. There isn't the file %s.\n", previous_file);
+    cntl.iopt_trans = 0;
+}
+
+static void assemble(const control& cntl, std::FILE* log)
+{
+    announce("eat_calc_fem_matrix", log);
+    reading node_struct(node_struct_file, log), felm_struct(felm_struct_file, log);
+    optional_reading conductivities(cntl.iopt_propsg == 1, conductivities_file, log);
+    optional_reading magnetisations(cntl.iopt_h0vect == 1, magnetisations_file, log);
+    optional_reading belms(cntl.iopt_belm == 1, belms_file, log);
+    optional_reading previous(cntl.iopt_trans == 1, previous_file, log);
+    reading index(index_file, log);
+    writing matrix(matrix_file, log), vector(vector_file, log), areas(areas_file, log);
+    eat_calc_fem_matrix(cntl,
+                        {node_struct, felm_struct, conductivities.lent, magnetisations.lent, belms.lent, previous.lent,
+                         index, matrix, vector, areas},
+                        log);
+    close_output(log, matrix);
+    close_output(log, vector);
+    close_output(log, areas);
+}
+
+static void solve_main_system(const control& cntl, std::FILE* log)
+{
+    log_time("matrix solver START ", log);
+    announce("t_real_mtsolv_****", log);
+    reading index(index_file, log), matrix(matrix_file, log), vector(vector_file, log);
+    writing solution(solution_file, log);
+    const solver_files files = {index, matrix, vector, solution};
+    switch (cntl.itype_solv) {
+    case 0:
+        fail(log, "      Error. the skyline solver is not available in this version.\n");
+    case 1:
+        t_real_mtsolv_iccg(cntl, files, log);
+        break;
+    case 2:
+        fail(log, "      Error. the Gauss-Seidel solver is not available in this version.\n");
+    default: // no solver: the solution file stays empty
+        break;
+    }
+    close_output(log, solution);
+    log_time("matrix solver END   ", log);
+}
+
+static void write_results(const control& cntl, std::FILE* log)
+{
+    {
+        announce("eat_calc_node_resl", log);
+        reading node_struct(node_struct_file, log), solution(solution_file, log);
+        writing table(node_results_text, log, content::text), results(node_results_file, log);
+        eat_calc_node_resl(cntl, {node_struct, solution, table, results}, log);
+        close_output(log, table);
+        close_output(log, results);
+    }
+    announce("eat_calc_felm_resl", log);
+    reading node_struct(node_struct_file, log), felm_struct(felm_struct_file, log);
+    optional_reading conductivities(cntl.iopt_propsg == 1, conductivities_file, log);
+    optional_reading previous(cntl.iopt_trans == 1, previous_file, log);
+    reading solution(solution_file, log);
+    writing table(felm_results_text, log, content::text), results(felm_results_file, log);
+    eat_calc_felm_resl(cntl, {node_struct, felm_struct, conductivities.lent, previous.lent, solution, table, results},
+                       log);
+    close_output(log, table);
+    close_output(log, results);
+}
+
+void run_analysis(std::FILE* log)
+{
+    log_lines(log, "%s%s", banner, owner_notice);
+    log_time("program START", log);
+    control cntl;
+    read_control(cntl, log);
+    if (cntl.iopt_rdata == 1) read_model(cntl, log);
+    const std::int32_t nvolte = read_circuit_header(cntl, log);
+    if (cntl.maxvlt > 0 || nvolte > 0) fail(log, "      Error. circuits are not available in this version.\n");
+    if (cntl.iopt_prep == 1) prepare_model(cntl, log);
+    join_materials(cntl, log);
+    check_previous_potentials(cntl, log);
+    assemble(cntl, log);
+    solve_main_system(cntl, log);
+    write_results(cntl, log);
+    log_time("program END  ", log);
+    log_lines(log, "%s", end_line);
+}
+
+} // namespace tarnel

@@ -1,0 +1,66 @@
+#include "prep/felm_cntr.h"
+
+#include "common/element_table.h"
+#include "common/number_index.h"
+#include "common/record_list.h"
+#include "common/records.h"
+
+namespace tarnel
+{
+
+struct point_table {
+    number_index index;
+    growing_array<double> ggg; // x, y, z by place [m]
+};
+
+static point_table read_points(const control& cntl, input_file& in, std::FILE* log)
+{
+    point_table points;
+    record_list list = node_list(in, cntl.maxnog);
+    for (mesh_node_record node; next_record(log, list, node);) {
+        append(log, "ggg", points.ggg, node.x);
+        append(log, "ggg", points.ggg, node.y);
+        append(log, "ggg", points.ggg, node.z);
+        add_number(log, "ggg", points.index, node.nog);
+    }
+    finish_index(log, "ggg", points.index);
+    return points;
+}
+
+struct centre_rule {
+    std::int32_t nodes;
+    const double* weight;
+    bool planar;
+};
+
+static centre_rule find_rule(std::int32_t code, std::int32_t noe, std::FILE* log)
+{
+    if (const element_type* planar = find_element_type(code)) return {planar->nodes, planar->centre_weight, true};
+    if (const solid_type* solid = find_solid_type(code)) return {solid->nodes, solid->centre_weight, false};
+    fail_element_type(log, noe, "");
+}
+
+void t_set_felm_cntr(control cntl, felm_cntr_files files, std::FILE* log)
+{
+    log_lines(log, "    === in func. t_set_felm_cntr ===\n");
+    const point_table points = read_points(cntl, files.nodes, log);
+    record_list list = felm_list(files.felms, cntl.maxfelm);
+    for (mesh_felm_record felm; next_record(log, list, felm);) {
+        const centre_rule rule = find_rule(felm.type, felm.noe, log);
+        double centre[3] = {};
+        for (std::int32_t k = 0; k < rule.nodes; ++k) {
+            if (felm.node[k] < 1 || felm.node[k] > cntl.maxnog) fail_connection(log, "fem", felm.noe, k + 1);
+            const std::int32_t place = place_of(points.index, felm.node[k]);
+            if (place < 0) continue; // an undefined node counts as the origin; the node check has refused it
+            for (std::size_t c = 0; c < 3; ++c)
+                centre[c] += rule.weight[k] * points.ggg.values[3 * static_cast<std::size_t>(place) + c];
+        }
+        if (rule.planar) centre[2] = 0.0;
+        write_value(log, files.centres, felm.noe, "w1");
+        write_values(log, files.centres, centre, 3, "w2");
+    }
+    write_value(log, files.centres, std::int32_t{0}, "w3");
+    flush_output(log, files.centres);
+}
+
+} // namespace tarnel
