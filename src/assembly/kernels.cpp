@@ -78,7 +78,7 @@ static void set_row(double row[3], double d_xi, double d_eta)
 
 void set_natural_derivatives(std::int32_t code, double xi, double eta, natural_derivatives d)
 {
-    std::fill(&d[0][0], &d[0][0] + 3 * most_nodes, 0.0);
+    std::fill(&d[0][0], &d[0][0] + std::size_t{3} * most_nodes, 0.0);
     const double l3 = 1.0 - xi - eta;
     switch (code) {
     case 203:
@@ -150,7 +150,7 @@ int invert_jacobian(const double j[3][3], double tolerance, double& det, double 
 
 void set_global_derivatives(int nodes, const natural_derivatives d, const double inverse[3][3], global_derivatives g)
 {
-    std::fill(&g[0][0], &g[0][0] + 3 * most_nodes, 0.0);
+    std::fill(&g[0][0], &g[0][0] + std::size_t{3} * most_nodes, 0.0);
     for (int k = 0; k < nodes; ++k)
         for (int c = 0; c < 3; ++c)
             g[k][c] = 0.0 + d[k][0] * inverse[c][0] + d[k][1] * inverse[c][1] + d[k][2] * inverse[c][2];

@@ -107,7 +107,7 @@ static felm_struct_record join(const control& cntl, felm_struct_files files, con
         }
     }
     invert_tensor(tensor, cntl.eps_zero, felm.noe, joined.reluctivity, log);
-    for (int i = 0; i < 3; ++i) { // the first vector lies in the plane
+    for (std::size_t i = 0; i < 3; ++i) { // the first vector lies in the plane
         const double* row = joined.reluctivity + 3 * i;
         joined.hb[i] = row[0] * bvec[0] + 0.0 + row[1] * bvec[1] + row[2] * 0.0;
     }

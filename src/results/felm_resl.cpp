@@ -41,7 +41,7 @@ static void set_magnetic_field(const control& cntl, const felm_struct_record& fe
     field.b[0] = cntl.iax == 1 ? -along_y : along_y;
     field.b[1] = cntl.iax == 1 ? along_x : -along_x;
     const double* t = felm.reluctivity;
-    for (int i = 0; i < 3; ++i)
+    for (std::size_t i = 0; i < 3; ++i)
         field.h[i] = t[3 * i] * field.b[0] + t[3 * i + 1] * field.b[1] + t[3 * i + 2] * field.b[2] - felm.hb[i];
 }
 
