@@ -37,12 +37,11 @@ static bool run_once()
 {
     const default_arithmetic rounding;
     tarnel::owned_file log(std::fopen(tarnel::log_file, "w"));
-    if (log == nullptr) {
+    // By lines, so that a host can follow the run and a crash leaves all that was said.
+    if (log == nullptr || std::setvbuf(log.get(), nullptr, _IOLBF, 4096) != 0) {
         std::fputs("  Error. Can't open tarnel.log.\n", stdout);
         return false;
     }
-    // By lines, so that a host can follow the run and a crash leaves all that was said.
-    if (std::setvbuf(log.get(), nullptr, _IOLBF, 4096) != 0) return false;
     try {
         tarnel::run_analysis(log.get());
     } catch (const tarnel::run_ended&) {

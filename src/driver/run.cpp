@@ -193,7 +193,7 @@ static void join_materials(const control& cntl, std::FILE* log)
     close_output(log, felm_struct);
 }
 
-// A step without previous potentials is solved as a static one.
+// Without previous potentials a step starts from zero.
 static void check_previous_potentials(control& cntl, std::FILE* log)
 {
     if (cntl.iopt_trans != 1) return;
