@@ -29,7 +29,7 @@ template <class T> owned_array<T> zero_array(std::FILE* log, const char* name, s
     return owned_array<T>(static_cast<T*>(zeros));
 }
 
-// An array that grows by doubling; new places hold zeros.
+// An array that grows by doubling; places beyond its size hold nothing yet.
 template <class T> struct growing_array {
     owned_array<T> values;
     std::size_t size = 0;

@@ -36,6 +36,7 @@ void finish_index(std::FILE* log, const char* name, number_index& index)
 {
     const std::size_t n = index.numbers.size;
     index.count = static_cast<std::int32_t>(n);
+    index.direct.reset(); // of an earlier finish
     if (!index.ascending) sort_places(log, name, index);
     if (index.without_gaps) return;
     if (static_cast<std::size_t>(index.largest) > 8 * n + 1024) return; // too sparse: binary search

@@ -26,6 +26,8 @@ work_directory::~work_directory()
 
 void write_file(const std::string& name, const std::string& content)
 {
+    // A new file: some file systems write a truncated one through to the disk.
+    if (std::filesystem::is_regular_file(std::filesystem::symlink_status(name))) std::filesystem::remove(name);
     std::ofstream file(name, std::ios::binary | std::ios::trunc);
     file.write(content.data(), static_cast<std::streamsize>(content.size()));
     file.close();
