@@ -1,5 +1,6 @@
-// Zero-initialised arrays, named for their allocation message. Memory comes from calloc: pages that are never touched
-// are never paid for, so an upper bound from a file's size costs nothing.
+// Arrays, named for their allocation message: of a size known before, zeros from calloc; of a size found while reading,
+// growing by doubling. Pages that are never touched are never paid for, so an upper bound from a file's size costs
+// nothing.
 #pragma once
 
 #include "common/failure.h"

@@ -1,0 +1,305 @@
+#include "common/streams.h"
+
+#include "support/stage.h"
+
+#include <algorithm>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace tarnel;
+using namespace tarnel_test;
+
+using streams = stage_test;
+
+// Bytes in which no two places a buffer apart agree by chance.
+static std::string pattern(std::size_t n)
+{
+    std::string text(n, '\0');
+    std::uint32_t state = 12345;
+    for (char& c : text) {
+        state = state * 1664525U + 1013904223U;
+        c = static_cast<char>(state >> 24U);
+    }
+    return text;
+}
+
+static const std::size_t sizes[] = {0, 1, 100, 65535, 65536, 65537, 131071, 131072, 131073, 200000};
+static const std::size_t pieces[] = {1, 7, 8, 4096, 65535, 65536, 65537, 100000, 200000};
+
+TEST_F(streams, bytes_arrive_whatever_the_sizes_of_the_writes)
+{
+    for (const std::size_t size : sizes)
+        for (const std::size_t piece : pieces) {
+            const std::string content = pattern(size);
+            const stage_outcome outcome = run_stage([&](std::FILE* log) {
+                opened_output out("out.tmp");
+                for (std::size_t at = 0; at < size; at += piece)
+                    write_bytes(log, out, content.data() + at, std::min(piece, size - at), "w");
+                close_output(log, out);
+            });
+            EXPECT_FALSE(outcome.failed);
+            EXPECT_TRUE(read_file("out.tmp") == content) << size << " by " << piece;
+        }
+}
+
+TEST_F(streams, small_and_large_writes_keep_their_order)
+{
+    const std::string content = pattern(300000);
+    const stage_outcome outcome = run_stage([&](std::FILE* log) {
+        opened_output out("out.tmp");
+        std::size_t at = 0;
+        for (const std::size_t piece : {3UL, 65536UL, 65533UL, 3UL, 1UL, 0UL, 70000UL, 65530UL, 6UL, 33388UL}) {
+            write_bytes(log, out, content.data() + at, piece, "w");
+            at += piece;
+        }
+        EXPECT_EQ(at, content.size());
+        flush_output(log, out);
+        EXPECT_TRUE(read_file("out.tmp") == content); // a flush is enough
+        close_output(log, out);
+    });
+    EXPECT_FALSE(outcome.failed);
+    EXPECT_TRUE(read_file("out.tmp") == content);
+}
+
+TEST_F(streams, bytes_are_read_whatever_the_sizes_of_the_reads)
+{
+    for (const std::size_t size : sizes) {
+        const std::string content = pattern(size);
+        write_file("in.tmp", content);
+        for (const std::size_t piece : pieces) {
+            opened_input in("in.tmp");
+            std::string read(size, '\0');
+            bool whole = true;
+            for (std::size_t at = 0; at < size; at += piece) {
+                whole = whole && bytes_left(in) == size - at;
+                whole = whole && read_bytes(in, read.data() + at, std::min(piece, size - at));
+            }
+            EXPECT_TRUE(whole) << size << " by " << piece;
+            EXPECT_TRUE(read == content) << size << " by " << piece;
+            EXPECT_EQ(bytes_left(in), 0U);
+            char more;
+            EXPECT_FALSE(read_bytes(in, &more, 1));
+            EXPECT_TRUE(read_bytes(in, &more, 0));
+        }
+    }
+}
+
+TEST_F(streams, read_beyond_the_end_fails_whatever_the_size)
+{
+    for (const std::size_t size : sizes) {
+        write_file("in.tmp", pattern(size));
+        for (const std::size_t before : {std::size_t{0}, std::size_t{1}, size / 2, size}) {
+            if (before > size) continue;
+            for (const std::size_t beyond : {std::size_t{1}, std::size_t{70000}}) {
+                opened_input in("in.tmp");
+                std::vector<char> read(size + beyond);
+                EXPECT_TRUE(read_bytes(in, read.data(), before));
+                EXPECT_FALSE(read_bytes(in, read.data(), size - before + beyond)) << size << " " << before;
+            }
+        }
+    }
+}
+
+TEST_F(streams, short_read_is_reported_with_name_and_tag)
+{
+    const std::string content = bytes().add_i(7).add_d(0.5).add_d(-2.0).text();
+    for (std::size_t length = 0; length <= content.size(); ++length) {
+        write_file("in.tmp", content.substr(0, length));
+        const stage_outcome outcome = run_stage([](std::FILE* log) {
+            opened_input in("in.tmp", "t-femr-vector.tmp");
+            EXPECT_EQ(read_value<std::int32_t>(log, in, "r1"), 7);
+            double values[2] = {};
+            read_values(log, in, values, 2, "r:values");
+            EXPECT_EQ(values[0], 0.5);
+            EXPECT_EQ(values[1], -2.0);
+        });
+        EXPECT_EQ(outcome.failed, length < content.size());
+        EXPECT_EQ(outcome.log, length < 4                ? "      Error. in t-femr-vector.tmp(r1).\n"
+                               : length < content.size() ? "      Error. in t-femr-vector.tmp(r:values).\n"
+                                                         : "");
+    }
+}
+
+TEST_F(streams, values_are_written_in_the_machines_order)
+{
+    const stage_outcome outcome = run_stage([](std::FILE* log) {
+        opened_output out("out.tmp");
+        write_value(log, out, std::int32_t{-3}, "w1");
+        const double values[] = {1.5, 2.5};
+        write_values(log, out, values, 2, "w2");
+        write_values(log, out, values, 0, "w3");
+        close_output(log, out);
+    });
+    EXPECT_FALSE(outcome.failed);
+    const std::string content = read_file("out.tmp");
+    EXPECT_EQ(content.size(), 20U);
+    EXPECT_EQ(int_at(content, 0), -3);
+    EXPECT_EQ(double_at(content, 4), 1.5);
+    EXPECT_EQ(double_at(content, 12), 2.5);
+}
+
+TEST_F(streams, counting_the_bytes_left_does_not_move_the_file)
+{
+    const std::string content = pattern(150000);
+    write_file("in.tmp", content);
+    opened_input in("in.tmp");
+    EXPECT_EQ(bytes_left(in), 150000U);
+    std::string read(content.size(), '\0');
+    EXPECT_TRUE(read_bytes(in, read.data(), 10));
+    EXPECT_EQ(bytes_left(in), 149990U);
+    EXPECT_TRUE(read_bytes(in, read.data() + 10, 65530)); // across the buffer's end
+    EXPECT_EQ(bytes_left(in), 84460U);
+    EXPECT_TRUE(read_bytes(in, read.data() + 65540, 80000)); // past the buffer
+    EXPECT_EQ(bytes_left(in), 4460U);
+    EXPECT_TRUE(read_bytes(in, read.data() + 145540, 4460));
+    EXPECT_EQ(bytes_left(in), 0U);
+    EXPECT_TRUE(read == content);
+}
+
+TEST_F(streams, buffer_is_filled_without_losing_what_it_holds)
+{
+    const std::string content = pattern(65536 + 50);
+    write_file("in.tmp", content);
+    opened_input in("in.tmp");
+    EXPECT_GE(fill_buffer(in, 102), 102U);
+    EXPECT_EQ(content.compare(0, 102, in.buffer.get() + in.at, 102), 0);
+    in.at += 65500;
+    EXPECT_EQ(fill_buffer(in, 102), 86U); // all there is
+    EXPECT_EQ(content.compare(65500, 86, in.buffer.get() + in.at, 86), 0);
+    in.at += 86;
+    EXPECT_EQ(fill_buffer(in, 1), 0U);
+    EXPECT_EQ(fill_buffer(in, 0), 0U);
+}
+
+TEST_F(streams, pipe_is_read_although_its_size_is_unknown)
+{
+    ASSERT_EQ(mkfifo("pipe", 0600), 0);
+    // A stream of our own on both ends: neither opening waits.
+    const owned_file holder(std::fopen("pipe", "r+b"));
+    ASSERT_NE(holder, nullptr);
+    ASSERT_EQ(std::fwrite("abcdefgh", 1, 8, holder.get()), 8U);
+    std::fflush(holder.get());
+    opened_input in("pipe");
+    EXPECT_EQ(bytes_left(in), std::numeric_limits<std::uint64_t>::max());
+}
+
+TEST_F(streams, only_files_that_can_be_opened_are_opened)
+{
+    input_file in;
+    EXPECT_FALSE(open_input(stderr, in, "missing.tmp", "missing.tmp"));
+    std::filesystem::create_directory("folder");
+    output_file out;
+    EXPECT_FALSE(open_output(stderr, out, "folder", "folder", content::binary));
+    EXPECT_FALSE(open_output(stderr, out, "no-folder/out.tmp", "out.tmp", content::text));
+    EXPECT_FALSE(std::filesystem::exists("missing.tmp"));
+}
+
+TEST_F(streams, directory_in_a_files_place_is_a_short_read)
+{
+    std::filesystem::create_directory("t-nodes-struct.tmp");
+    const stage_outcome outcome = run_stage([](std::FILE* log) {
+        input_file in;
+        if (!open_input(log, in, "t-nodes-struct.tmp", "t-nodes-struct.tmp")) return; // some systems say so here
+        char records[70000];
+        EXPECT_FALSE(read_bytes(in, records, sizeof records)); // past the buffer too
+        EXPECT_EQ(fill_buffer(in, 102), 0U);
+        read_value<std::int32_t>(log, in, "r");
+    });
+    EXPECT_TRUE(outcome.failed);
+    EXPECT_EQ(outcome.log, "      Error. in t-nodes-struct.tmp(r).\n");
+}
+
+TEST_F(streams, opening_for_writing_empties_a_file)
+{
+    for (const content kind : {content::binary, content::text}) {
+        write_file("out.tmp", "old bytes");
+        const stage_outcome outcome = run_stage([&](std::FILE* log) {
+            output_file out;
+            ASSERT_TRUE(open_output(log, out, "out.tmp", "out.tmp", kind));
+            EXPECT_EQ(std::filesystem::file_size("out.tmp"), 0U);
+            write_bytes(log, out, "n\n", 2, "w");
+            close_output(log, out);
+        });
+        EXPECT_FALSE(outcome.failed);
+        EXPECT_EQ(read_file("out.tmp"), "n\n");
+    }
+}
+
+TEST_F(streams, long_name_is_cut_and_not_run_over)
+{
+    write_file("in.tmp", "");
+    const std::string name(200, 'n');
+    opened_input in("in.tmp", name);
+    EXPECT_EQ(std::string(in.name), name.substr(0, 79));
+}
+
+TEST_F(streams, refused_write_has_the_tag_of_the_item_that_the_system_refused)
+{
+    // Items of these sizes go to a full disk one after another, then a flush.
+    const struct {
+        std::size_t first, second, third;
+        const char* tag;
+    } rows[] = {
+        {1, 1, 1, "w3"},                                               // all in the buffer: the last item
+        {65530, 6, 0, "w3"},                                           // the buffer is full, and still ours
+        {65530, 7, 1, "w2"},                                           // it runs over here
+        {65536, 1, 1, "w2"}, {65535, 1, 1, "w3"}, {65537, 1, 1, "w1"}, // past the buffer at once
+        {1, 65536, 1, "w2"}, {1, 65535, 1, "w3"},
+    };
+    const std::string zeros(70000, '\0');
+    for (const auto& row : rows) {
+        for (const bool closed : {false, true}) {
+            const stage_outcome outcome = run_stage([&](std::FILE* log) {
+                opened_output out("/dev/full", "t-nodes-struct.tmp");
+                write_bytes(log, out, zeros.data(), row.first, "w1");
+                write_bytes(log, out, zeros.data(), row.second, "w2");
+                write_bytes(log, out, zeros.data(), row.third, "w3");
+                if (closed)
+                    close_output(log, out);
+                else
+                    flush_output(log, out);
+            });
+            EXPECT_TRUE(outcome.failed);
+            EXPECT_EQ(outcome.log, std::string("      Error. in t-nodes-struct.tmp(") + row.tag + ").\n")
+                << row.first << " " << row.second;
+        }
+    }
+}
+
+TEST_F(streams, nothing_written_to_a_full_disk_is_no_failure)
+{
+    const stage_outcome outcome = run_stage([](std::FILE* log) {
+        opened_output out("/dev/full", "out.tmp");
+        flush_output(log, out);
+        close_output(log, out);
+    });
+    EXPECT_FALSE(outcome.failed);
+    EXPECT_EQ(outcome.log, "");
+}
+
+TEST_F(streams, run_that_ends_early_leaves_the_file_as_far_as_it_was_written)
+{
+    for (const std::size_t size : {std::size_t{0}, std::size_t{5}, std::size_t{65536}, std::size_t{100000}}) {
+        const std::string content = pattern(size);
+        const stage_outcome outcome = run_stage([&](std::FILE* log) {
+            opened_output out("out.tmp");
+            for (std::size_t at = 0; at < size; at += 1000)
+                write_bytes(log, out, content.data() + at, std::min<std::size_t>(1000, size - at), "w");
+            fail(log, "      Error. something else.\n");
+        });
+        EXPECT_TRUE(outcome.failed);
+        EXPECT_EQ(outcome.log, "      Error. something else.\n");
+        EXPECT_TRUE(read_file("out.tmp") == content) << size;
+    }
+}
+
+TEST_F(streams, item_is_reported_with_the_files_name)
+{
+    const stage_outcome outcome = run_stage([](std::FILE* log) { fail_in_file(log, "at-fixc-data.tmp", "r:nog"); });
+    EXPECT_TRUE(outcome.failed);
+    EXPECT_EQ(outcome.log, "      Error. in at-fixc-data.tmp(r:nog).\n");
+}
