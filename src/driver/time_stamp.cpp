@@ -14,6 +14,7 @@ static std::tm broken_down(std::time_t moment, bool utc)
     else
         localtime_s(&parts, &moment);
 #else
+    tzset(); // a host may have changed its time zone since the last run
     if (utc)
         gmtime_r(&moment, &parts);
     else
