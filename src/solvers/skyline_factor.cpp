@@ -6,13 +6,14 @@
 namespace tarnel
 {
 
+constexpr std::int32_t most_group_columns = 64;
+
 column_group make_group(std::FILE* log, std::int32_t nband, std::int32_t work_length, tile_product product)
 {
-    constexpr std::int32_t most_columns = 64;
     column_group group;
     group.tile_room = (static_cast<std::size_t>(nband) + tile_rows) * tile_rows;
     const auto tiles = static_cast<std::int32_t>(static_cast<std::size_t>(work_length) / 4 / group.tile_room);
-    group.most = std::clamp(tiles * tile_rows, tile_rows, most_columns);
+    group.most = std::clamp(tiles, 1, most_group_columns / tile_rows) * tile_rows;
     const auto most_tiles = static_cast<std::size_t>(group.most / tile_rows);
     group.packed = zero_array<double>(log, "work2", most_tiles * group.tile_room);
     group.top = zero_array<std::int32_t>(log, "work2", most_tiles);
@@ -70,39 +71,74 @@ void add_column(const skyline_profile& profile, column_group& group, const doubl
     ++group.count;
 }
 
-// Four columns j, k by k from row `from`: finished terms up to row `finished`, zeros from there to row `end` and above
+// Eight columns j, k by k from row `from`: finished terms up to row `finished`, zeros from there to row `end` and above
 // each column's top.
 static void pack_panel(const skyline_profile& profile, const skyline_block& block, std::int32_t j, std::int32_t columns,
                        std::int32_t from, std::int32_t finished, std::int32_t end, double* panel)
 {
-    std::fill(panel, panel + static_cast<std::size_t>(end - from) * tile_columns, 0.0);
-    for (std::int32_t c = 0; c < columns; ++c) {
-        const double* terms = block_column(profile, block, j + c);
-        for (std::int32_t k = std::max(from, column_top(profile, j + c)); k < finished; ++k)
-            panel[static_cast<std::size_t>(k - from) * tile_columns + static_cast<std::size_t>(c)] = terms[j + c - k];
+    constexpr std::int32_t rows_at_a_time = 32; // so that a line of the panel is written while it is in cache
+    for (std::int32_t first = from; first < end; first += rows_at_a_time) {
+        const std::int32_t last = std::min(first + rows_at_a_time, end);
+        double* to = panel + static_cast<std::size_t>(first - from) * tile_columns;
+        for (std::int32_t c = 0; c < tile_columns; ++c) {
+            const std::int32_t top = c < columns ? std::clamp(column_top(profile, j + c), first, last) : last;
+            const std::int32_t bottom = std::clamp(finished, top, last);
+            std::int32_t k = first;
+            for (; k < top; ++k) to[(k - first) * tile_columns + c] = 0.0;
+            if (k < bottom) {
+                const double* terms = block_column(profile, block, j + c);
+                for (; k < bottom; ++k) to[(k - first) * tile_columns + c] = terms[j + c - k];
+            }
+            for (; k < last; ++k) to[(k - first) * tile_columns + c] = 0.0;
+        }
     }
 }
 
-// Rows [first, first + rows) of a tile in four columns: divided by the pivots in turn, each finished row entering the
-// panel and the sums of the rows below.
+// Rows [first, first + rows) of a tile in up to eight columns: divided by the pivots in turn, each finished row
+// entering the panel and the sums of the rows below.
 //   w      the tile's rows from `first` on
 //   panel  its rows from `from` on
 static void finish_rows(const skyline_profile& profile, const skyline_block& block, const double* w, std::int32_t first,
                         std::int32_t rows, std::int32_t j, std::int32_t columns, const double pivots[],
-                        double sums[tile_columns][tile_rows], std::int32_t from, double* panel)
+                        const double sums[tile_columns][tile_rows], std::int32_t from, double* panel)
 {
-    for (std::int32_t c = 0; c < columns; ++c) {
-        double* terms = block_column(profile, block, j + c);
-        const std::int32_t top = column_top(profile, j + c);
-        for (std::int32_t r = std::max(0, top - first); r < rows; ++r) {
-            const std::int32_t i = first + r;
-            double& term = terms[j + c - i];
-            term = (term - sums[c][r]) / pivots[i];
-            panel[static_cast<std::size_t>(i - from) * tile_columns + static_cast<std::size_t>(c)] = term;
-            const double* below = w + static_cast<std::size_t>(r) * tile_rows;
-            for (std::int32_t s = r + 1; s < rows; ++s) sums[c][s] += below[s] * term;
-        }
+    double by_row[tile_rows][tile_columns]; // the sums, so that the columns of a row stand side by side
+    for (int r = 0; r < tile_rows; ++r)
+        for (int c = 0; c < tile_columns; ++c) by_row[r][c] = sums[c][r];
+    double* column[tile_columns] = {}; // column c's term of row `first`
+    std::int32_t top[tile_columns];    // first of the tile's rows that it has
+    for (std::int32_t c = 0; c < tile_columns; ++c) {
+        top[c] = c < columns ? std::max(0, column_top(profile, j + c) - first) : rows;
+        if (c < columns) column[c] = block_column(profile, block, j + c);
     }
+    for (std::int32_t r = 0; r < rows; ++r) {
+        const std::int32_t i = first + r;
+        double term[tile_columns];
+        for (std::int32_t c = 0; c < tile_columns; ++c) term[c] = r >= top[c] ? column[c][j + c - i] : 0.0;
+        for (std::int32_t c = 0; c < tile_columns; ++c) term[c] = (term[c] - by_row[r][c]) / pivots[i];
+        for (std::int32_t c = 0; c < tile_columns; ++c) {
+            if (r >= top[c])
+                column[c][j + c - i] = term[c];
+            else
+                term[c] = 0.0;
+        }
+        if (i >= from) std::copy(term, term + tile_columns, panel + static_cast<std::size_t>(i - from) * tile_columns);
+        const double* below = w + static_cast<std::size_t>(r) * tile_rows;
+        for (std::int32_t s = r + 1; s < rows; ++s)
+            for (std::int32_t c = 0; c < tile_columns; ++c) by_row[s][c] += below[s] * term[c];
+    }
+}
+
+// Adds the rows [from, end) to the sums of a tile, as far as the tile and the panel reach up.
+static void add_rows(const column_group& group, std::int32_t m, std::int32_t from, std::int32_t end, std::int32_t start,
+                     const double* panel, double sums[tile_columns][tile_rows])
+{
+    const std::int32_t w_top = group.top[static_cast<std::size_t>(m)];
+    const std::int32_t k = std::max({from, w_top, start});
+    if (k >= end) return;
+    group.product(static_cast<std::size_t>(end - k),
+                  tile_of(group, m) + static_cast<std::size_t>(k - w_top) * tile_rows,
+                  panel + static_cast<std::size_t>(k - start) * tile_columns, sums);
 }
 
 // Finishes the rows of the tiles [m_first, m_end) of a group in the columns [from, end) of a block.
@@ -110,6 +146,7 @@ static void apply_tiles(const skyline_profile& profile, const column_group& grou
                         std::int32_t m_end, const skyline_block& block, std::int32_t from, std::int32_t end,
                         const double pivots[])
 {
+    constexpr std::int32_t rows_at_a_time = 192; // of the panel, which every tile passes while they are in cache
     const std::int32_t rows_first = group.first + m_first * tile_rows;
     const std::int32_t rows_end = std::min(group.first + m_end * tile_rows, group.first + group.count);
     const std::int32_t group_top = *std::min_element(group.top.get() + m_first, group.top.get() + m_end);
@@ -120,19 +157,18 @@ static void apply_tiles(const skyline_profile& profile, const column_group& grou
         if (top >= rows_end) continue; // these columns do not reach up to the group
         const std::int32_t start = std::max(group_top, top);
         pack_panel(profile, block, j, columns, start, rows_first, rows_end, panel);
+        double sums[most_group_columns / tile_rows][tile_columns][tile_rows] = {};
+        for (std::int32_t k = start; k < rows_first; k += rows_at_a_time)
+            for (std::int32_t m = m_first; m < m_end; ++m)
+                add_rows(group, m, k, std::min(k + rows_at_a_time, rows_first), start, panel, sums[m]);
         for (std::int32_t m = m_first; m < m_end; ++m) {
             const std::int32_t first = group.first + m * tile_rows;
             const std::int32_t rows = std::min(tile_rows, rows_end - first);
             if (top >= first + rows) continue;
+            add_rows(group, m, rows_first, first, start, panel, sums[m]);
             const std::int32_t w_top = group.top[static_cast<std::size_t>(m)];
-            const double* w = tile_of(group, m);
-            const std::int32_t k = std::max(w_top, start);
-            double sums[tile_columns][tile_rows] = {};
-            if (k < first)
-                group.product(static_cast<std::size_t>(first - k), w + static_cast<std::size_t>(k - w_top) * tile_rows,
-                              panel + static_cast<std::size_t>(k - start) * tile_columns, sums);
-            finish_rows(profile, block, w + static_cast<std::size_t>(first - w_top) * tile_rows, first, rows, j,
-                        columns, pivots, sums, start, panel);
+            finish_rows(profile, block, tile_of(group, m) + static_cast<std::size_t>(first - w_top) * tile_rows, first,
+                        rows, j, columns, pivots, sums[m], start, panel);
         }
     }
 }

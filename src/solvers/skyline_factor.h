@@ -44,7 +44,7 @@ struct column_group {
     std::size_t tile_room = 0;     // doubles of a tile
     owned_array<double> packed;    // tiles one after another, each from its top row
     owned_array<std::int32_t> top; // lowest row of each tile
-    owned_array<double> panel;     // four columns j, k by k
+    owned_array<double> panel;     // eight columns j, k by k
     tile_product product = nullptr;
 };
 
