@@ -43,6 +43,36 @@ static double* room_for_terms(substitution& work, input_file& file, std::size_t 
     return work.aaa.values.get() + at;
 }
 
+// Columns that are eliminated together: their sums run side by side, each over its own rows in ascending order.
+constexpr std::int32_t columns_together = 8;
+
+struct column_terms {
+    std::int32_t top; // row of the topmost term
+    const double* terms;
+};
+
+// x_j -= sum of u_ij x_i for the columns j = first, first + 1, ...; rows before `first` are final.
+static void eliminate_columns(std::int32_t first, std::int32_t count, const column_terms columns[], double x[])
+{
+    double sums[columns_together] = {};
+    std::int32_t common = 0; // first row that all columns have
+    for (std::int32_t c = 0; c < count; ++c) common = std::max(common, std::min(columns[c].top, first));
+    for (std::int32_t c = 0; c < count; ++c)
+        for (std::int32_t i = columns[c].top; i < common; ++i) sums[c] += columns[c].terms[first + c - i] * x[i];
+    if (count == columns_together) {
+        for (std::int32_t i = common; i < first; ++i)
+            for (std::int32_t c = 0; c < columns_together; ++c) sums[c] += columns[c].terms[first + c - i] * x[i];
+    } else {
+        for (std::int32_t c = 0; c < count; ++c)
+            for (std::int32_t i = common; i < first; ++i) sums[c] += columns[c].terms[first + c - i] * x[i];
+    }
+    for (std::int32_t c = 0; c < count; ++c) {
+        const std::int32_t j = first + c;
+        for (std::int32_t i = std::max(first, columns[c].top); i < j; ++i) sums[c] += columns[c].terms[j - i] * x[i];
+        x[j] -= sums[c];
+    }
+}
+
 static void eliminate_forward(substitution& work, double x[], std::FILE* log)
 {
     std::int32_t first = 0;
@@ -50,16 +80,24 @@ static void eliminate_forward(substitution& work, double x[], std::FILE* log)
     for (std::int32_t b = 0; b < work.matdiv; ++b) {
         input_file file;
         const block_header header = open_checked(work, b, first, file, log);
-        for (std::int32_t j = header.first; j < header.end; ++j) {
-            const auto column = read_column_head(log, file, j, work.setup.work_length, {});
-            work.linsky[static_cast<std::size_t>(j)] = column.height;
-            work.iadlin[static_cast<std::size_t>(j)] = column.address;
-            double* terms = room_for_terms(work, file, 0, column.height, log);
-            read_column_terms(log, file, terms, column.height);
-            work.work1[static_cast<std::size_t>(j)] = terms[0];
-            double sum = 0.0;
-            for (std::int32_t i = j - column.height + 1; i < j; ++i) sum += terms[j - i] * x[i];
-            x[j] -= sum;
+        for (std::int32_t j = header.first; j < header.end; j += columns_together) {
+            const std::int32_t count = std::min(columns_together, header.end - j);
+            std::size_t place[columns_together + 1] = {};
+            for (std::int32_t c = 0; c < count; ++c) {
+                const auto at = static_cast<std::size_t>(j + c);
+                const auto column = read_column_head(log, file, j + c, work.setup.work_length, {});
+                work.linsky[at] = column.height;
+                work.iadlin[at] = column.address;
+                double* terms = room_for_terms(work, file, place[c], column.height, log);
+                read_column_terms(log, file, terms, column.height);
+                work.work1[at] = terms[0];
+                place[c + 1] = place[c] + static_cast<std::size_t>(column.height);
+            }
+            column_terms columns[columns_together];
+            for (std::int32_t c = 0; c < count; ++c)
+                columns[c] = {j + c - work.linsky[static_cast<std::size_t>(j + c)] + 1,
+                              work.aaa.values.get() + place[c]};
+            eliminate_columns(j, count, columns, x);
         }
         first = header.end;
         append(log, "iaddiv", work.iaddiv, first);
