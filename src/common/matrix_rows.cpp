@@ -25,7 +25,8 @@ void read_index_rows(std::FILE* log, input_file& in, std::int32_t maxnzero, colu
         read_values(log, in, columns.values.get() + columns.size, terms, "r3");
         if (check == column_check::inside)
             for (std::size_t k = columns.size; k < columns.size + terms; ++k)
-                if (columns.values[k] < 0 || columns.values[k] >= matrix.ndim) fail_in_file(log, in.name, "r3");
+                if (columns.values[k] < static_cast<std::int32_t>(i) || columns.values[k] >= matrix.ndim)
+                    fail_in_file(log, in.name, "r3");
         columns.size += terms;
         matrix.start[i + 1] = static_cast<std::int64_t>(columns.size);
     }

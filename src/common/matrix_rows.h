@@ -26,7 +26,7 @@ inline std::int32_t terms_of(const matrix_rows& matrix, std::int32_t row)
 // Reads the row counts and columns that follow the header of "t-matrix-index.tmp"; values are zeros. Arrays follow
 // what the file can hold, whatever its counts promise.
 //   errors  "(r2)", "(r3)"; a count outside 1 .. maxnzero: "no. of non-zero term %d is over the limit." and the row
-//           from 0; with `check` a column outside the matrix: "(r3)"; "Can't allocate" nozerot, mindex, amatr
+//           from 0; with `check` a column outside the upper triangle: "(r3)"; "Can't allocate" nozerot, mindex, amatr
 enum class column_check { none, inside };
 void read_index_rows(std::FILE* log, input_file& in, std::int32_t maxnzero, column_check check, matrix_rows& matrix);
 

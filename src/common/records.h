@@ -16,6 +16,7 @@ inline constexpr const char* nodes_text = "t-node-data.txt";
 inline constexpr const char* felms_text = "t-felm-data.txt";
 inline constexpr const char* properties_text = "at-prop-data.txt";
 inline constexpr const char* conditions_text = "at-fixc-data.txt";
+inline constexpr const char* skyline_text = "t-skylin.txt";
 
 // Binary inputs of the host.
 inline constexpr const char* belms_file = "at-belm-struct.tmp";

@@ -20,6 +20,8 @@
 #include "results/felm_resl.h"
 #include "results/node_resl.h"
 #include "solvers/iccg.h"
+#include "solvers/seidel.h"
+#include "solvers/skyline.h"
 
 namespace tarnel
 {
@@ -231,12 +233,15 @@ static void solve_main_system(const control& cntl, std::FILE* log)
     const solver_files files = {index, matrix, vector, solution};
     switch (cntl.itype_solv) {
     case 0:
-        fail(log, "      Error. the skyline solver is not available in this version.\n");
+        if (cntl.iopt_solv == 0) t_real_mtsolv_skylin1(cntl, index, matrix, log);
+        t_real_mtsolv_skylin2(cntl, vector, solution, log);
+        break;
     case 1:
         t_real_mtsolv_iccg(cntl, files, log);
         break;
     case 2:
-        fail(log, "      Error. the Gauss-Seidel solver is not available in this version.\n");
+        t_real_mtsolv_seidel(cntl, files, log);
+        break;
     default: // no solver: the solution file stays empty
         break;
     }

@@ -150,7 +150,7 @@ void t_real_mtsolv_iccg(control cntl, solver_files files, std::FILE* log)
     log_lines(log, "    === in func. t_real_mtsolv_iccg ===\n");
     if (cntl.iopt_solv < 0 || cntl.iopt_solv > 2) fail(log, "      Error. iopt_solv over the limit.\n");
     const auto kind = static_cast<variant>(cntl.iopt_solv);
-    system_head head = read_matrix(cntl, files, trailers::read, log);
+    system_head head = read_matrix(cntl, files.index, files.matrix, trailers::read, log);
     matrix_rows& rows = head.rows;
     const auto n = static_cast<std::size_t>(rows.ndim);
     const owned_array<double> uvecr = read_right_side(files.vector, rows.ndim, head.ndim1, log);

@@ -22,25 +22,25 @@ void read_equal(std::FILE* log, input_file& in, std::int32_t expected, const cha
              in.name, tag, what);
 }
 
-system_head read_matrix(const control& cntl, solver_files files, trailers ends, std::FILE* log)
+system_head read_matrix(const control& cntl, input_file& index, input_file& matrix, trailers ends, std::FILE* log)
 {
     system_head head;
     matrix_rows& rows = head.rows;
-    rows.ndim = read_ndim(cntl, files.index, log);
-    read_index_rows(log, files.index, cntl.maxnzero, column_check::inside, rows);
+    rows.ndim = read_ndim(cntl, index, log);
+    read_index_rows(log, index, cntl.maxnzero, column_check::inside, rows);
     if (ends == trailers::read) {
-        head.ndim1 = read_value<std::int32_t>(log, files.index, "r4");
+        head.ndim1 = read_value<std::int32_t>(log, index, "r4");
         if (head.ndim1 > rows.ndim) fail(log, "      Error. ndim1 > ndim \n");
-        if (head.ndim1 < 0) fail_in_file(log, files.index.name, "r4");
+        if (head.ndim1 < 0) fail_in_file(log, index.name, "r4");
     }
-    read_equal(log, files.matrix, rows.ndim, "r1", "ndim");
+    read_equal(log, matrix, rows.ndim, "r1", "ndim");
     for (std::int32_t i = 0; i < rows.ndim; ++i) {
         const std::int32_t terms = terms_of(rows, i);
-        read_equal(log, files.matrix, terms, "r2", "nzero");
-        read_values(log, files.matrix, &rows.amatr[static_cast<std::size_t>(rows.start[static_cast<std::size_t>(i)])],
+        read_equal(log, matrix, terms, "r2", "nzero");
+        read_values(log, matrix, &rows.amatr[static_cast<std::size_t>(rows.start[static_cast<std::size_t>(i)])],
                     static_cast<std::size_t>(terms), "r3");
     }
-    if (ends == trailers::read) read_equal(log, files.matrix, head.ndim1, "r4", "ndim1");
+    if (ends == trailers::read) read_equal(log, matrix, head.ndim1, "r4", "ndim1");
     return head;
 }
 

@@ -33,7 +33,7 @@ struct system_head {
 // Reads index and matrix from their starts.
 //   errors  those of read_ndim and read_index_rows; "(r4)" and "ndim1 > ndim" of the index; "(r1)" to "(r4)" of the
 //           matrix, with "ndim", "nzero" or "ndim1 is different."
-system_head read_matrix(const control& cntl, solver_files files, trailers ends, std::FILE* log);
+system_head read_matrix(const control& cntl, input_file& index, input_file& matrix, trailers ends, std::FILE* log);
 
 // Reads a right-hand side of ndim values.
 //   errors  "(r1)" and "ndim is different."; "(r2)"; "(r3)" and "ndim1 is different."; "Can't allocate (uvecr)"

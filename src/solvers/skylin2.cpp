@@ -1,0 +1,176 @@
+#include "solvers/skyline.h"
+
+#include "solvers/skyline_files.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace tarnel
+{
+
+// A substitution under way: the factor's profile as the forward pass finds it.
+struct substitution {
+    const control& cntl;
+    const skyline_setup& setup;
+    std::int32_t ndim;
+    std::int32_t matdiv = 0;
+    owned_array<std::int32_t> linsky, iadlin; // height and address of each column
+    owned_array<double> work1;                // pivots
+    growing_array<std::int32_t> iaddiv;       // first columns of the blocks read, closed by the last end
+    growing_array<double> aaa;                // terms of a column, or of a block
+};
+
+// Opens a block and checks that it goes on where the one before it ends, that it is not empty and that the last one
+// ends with the matrix.
+static block_header open_checked(substitution& work, std::int32_t b, std::int32_t first, input_file& file,
+                                 std::FILE* log)
+{
+    open_block(log, work.setup, b, file);
+    const block_header header = read_header(log, file, b, work.matdiv, work.ndim);
+    if (header.first != first) fail_in_header(log, "r4");
+    if (header.end <= header.first || (b + 1 == work.matdiv && header.end != work.ndim)) fail_in_header(log, "r5");
+    return header;
+}
+
+// Makes room for more terms, refusing a height that the file cannot hold before it is paid for.
+static double* room_for_terms(substitution& work, input_file& file, std::size_t at, std::int32_t height, std::FILE* log)
+{
+    const std::size_t n = at + static_cast<std::size_t>(height);
+    if (n > work.aaa.capacity) {
+        if (bytes_left(file) / sizeof(double) < static_cast<std::size_t>(height)) fail_in_file(log, file.name, "r6");
+        reserve(log, "aaa", work.aaa, n);
+    }
+    return work.aaa.values.get() + at;
+}
+
+// Columns that are eliminated together: their sums run side by side, each over its own rows in ascending order.
+constexpr std::int32_t columns_together = 8;
+
+struct column_terms {
+    std::int32_t top; // row of the topmost term
+    const double* terms;
+};
+
+// x_j -= sum of u_ij x_i for the columns j = first, first + 1, ...; rows before `first` are final.
+static void eliminate_columns(std::int32_t first, std::int32_t count, const column_terms columns[], double x[])
+{
+    double sums[columns_together] = {};
+    std::int32_t common = 0; // first row that all columns have
+    for (std::int32_t c = 0; c < count; ++c) common = std::max(common, std::min(columns[c].top, first));
+    for (std::int32_t c = 0; c < count; ++c)
+        for (std::int32_t i = columns[c].top; i < common; ++i) sums[c] += columns[c].terms[first + c - i] * x[i];
+    if (count == columns_together) {
+        for (std::int32_t i = common; i < first; ++i)
+            for (std::int32_t c = 0; c < columns_together; ++c) sums[c] += columns[c].terms[first + c - i] * x[i];
+    } else {
+        for (std::int32_t c = 0; c < count; ++c)
+            for (std::int32_t i = common; i < first; ++i) sums[c] += columns[c].terms[first + c - i] * x[i];
+    }
+    for (std::int32_t c = 0; c < count; ++c) {
+        const std::int32_t j = first + c;
+        for (std::int32_t i = std::max(first, columns[c].top); i < j; ++i) sums[c] += columns[c].terms[j - i] * x[i];
+        x[j] -= sums[c];
+    }
+}
+
+static void eliminate_forward(substitution& work, double x[], std::FILE* log)
+{
+    std::int32_t first = 0;
+    append(log, "iaddiv", work.iaddiv, first);
+    for (std::int32_t b = 0; b < work.matdiv; ++b) {
+        input_file file;
+        const block_header header = open_checked(work, b, first, file, log);
+        for (std::int32_t j = header.first; j < header.end; j += columns_together) {
+            const std::int32_t count = std::min(columns_together, header.end - j);
+            std::size_t place[columns_together + 1] = {};
+            for (std::int32_t c = 0; c < count; ++c) {
+                const auto at = static_cast<std::size_t>(j + c);
+                const auto column = read_column_head(log, file, j + c, work.setup.work_length, {});
+                work.linsky[at] = column.height;
+                work.iadlin[at] = column.address;
+                double* terms = room_for_terms(work, file, place[c], column.height, log);
+                read_column_terms(log, file, terms, column.height);
+                work.work1[at] = terms[0];
+                place[c + 1] = place[c] + static_cast<std::size_t>(column.height);
+            }
+            column_terms columns[columns_together];
+            for (std::int32_t c = 0; c < count; ++c)
+                columns[c] = {j + c - work.linsky[static_cast<std::size_t>(j + c)] + 1,
+                              work.aaa.values.get() + place[c]};
+            eliminate_columns(j, count, columns, x);
+        }
+        first = header.end;
+        append(log, "iaddiv", work.iaddiv, first);
+    }
+}
+
+static void divide_by_pivots(const substitution& work, double x[], std::FILE* log)
+{
+    for (std::int32_t j = 0; j < work.ndim; ++j) {
+        const double pivot = work.work1[static_cast<std::size_t>(j)];
+        if (!(std::fabs(pivot) >= work.cntl.eps_zero)) // no factorisation leaves such a pivot
+            fail(log,
+                 "      Error. The global matrix is singular.\n"
+                 "             unknown no. = %d \n",
+                 j);
+        x[j] = x[j] / pivot;
+    }
+}
+
+static void substitute_backward(substitution& work, double x[], std::FILE* log)
+{
+    for (std::int32_t b = work.matdiv - 1; b >= 0; --b) {
+        input_file file;
+        const auto at = static_cast<std::size_t>(b);
+        const block_header header = open_checked(work, b, work.iaddiv.values[at], file, log);
+        if (header.end != work.iaddiv.values[at + 1]) fail_in_header(log, "r5");
+        std::int32_t running = 0;
+        for (std::int32_t j = header.first; j < header.end; ++j) {
+            const column_expectation expected = {work.linsky[static_cast<std::size_t>(j)],
+                                                 work.iadlin[static_cast<std::size_t>(j)], running};
+            const auto column = read_column_head(log, file, j, work.setup.work_length, expected);
+            double* terms = room_for_terms(work, file, static_cast<std::size_t>(running), column.height, log);
+            read_column_terms(log, file, terms, column.height);
+            running += column.height;
+        }
+        for (std::int32_t j = header.end - 1; j >= header.first; --j) {
+            const double* terms = work.aaa.values.get() + work.iadlin[static_cast<std::size_t>(j)];
+            const double xj = x[j];
+            for (std::int32_t i = j - work.linsky[static_cast<std::size_t>(j)] + 1; i < j; ++i)
+                x[i] -= terms[j - i] * xj;
+        }
+    }
+}
+
+void t_real_mtsolv_skylin2(control cntl, input_file& vector, output_file& solution, std::FILE* log)
+{
+    log_lines(log, "    === in func. t_real_mtsolv_skylin2 ===\n");
+    const std::int32_t ndim = read_ndim(cntl, vector, log);
+    const auto n = static_cast<std::size_t>(ndim);
+    if (bytes_left(vector) / sizeof(double) < n) fail_in_file(log, vector.name, "r2");
+    const owned_array<double> uvecr = zero_array<double>(log, "uvecr", n);
+    const owned_array<double> xvecr = zero_array<double>(log, "xvecr", n);
+    read_values(log, vector, uvecr.get(), n, "r2");
+    const skyline_setup setup = read_skyline_setup(log);
+    substitution work = {cntl,
+                         setup,
+                         ndim,
+                         0,
+                         zero_array<std::int32_t>(log, "linsky", n),
+                         zero_array<std::int32_t>(log, "iadlin", n),
+                         zero_array<double>(log, "work1", n),
+                         {},
+                         {}};
+    std::copy(uvecr.get(), uvecr.get() + n, xvecr.get());
+    {
+        input_file file;
+        open_block(log, setup, 0, file);
+        work.matdiv = read_header(log, file, 0, 0, ndim).matdiv;
+    }
+    eliminate_forward(work, xvecr.get(), log);
+    divide_by_pivots(work, xvecr.get(), log);
+    substitute_backward(work, xvecr.get(), log);
+    write_solution(solution, ndim, xvecr.get(), log);
+}
+
+} // namespace tarnel
