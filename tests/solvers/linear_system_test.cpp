@@ -33,8 +33,7 @@ protected:
     {
         return run_stage([&](std::FILE* log) {
             opened_input index(index_name), matrix(matrix_name), vector(vector_name);
-            opened_output solution("t-femr-solution.tmp");
-            const tarnel::system_head head = tarnel::read_matrix(cntl, {index, matrix, vector, solution}, ends, log);
+            const tarnel::system_head head = tarnel::read_matrix(cntl, index, matrix, ends, log);
             const int ndim1 = ends == tarnel::trailers::read ? head.ndim1 : head.rows.ndim;
             const auto uvecr = tarnel::read_right_side(vector, head.rows.ndim, ndim1, log);
             EXPECT_EQ(head.rows.ndim, 3);
