@@ -1,0 +1,263 @@
+#include "solvers/skyline_factor.h"
+
+#include "solvers/skyline_systems.h"
+
+#include <cstring>
+#include <limits>
+
+using namespace tarnel_test;
+using tarnel::tile_columns, tarnel::tile_rows;
+
+namespace
+{
+
+// The same bits, so that a zero's sign counts and a NaN equals itself.
+bool same_bits(const double a[], const double b[], std::size_t n)
+{
+    return std::memcmp(a, b, n * sizeof(double)) == 0;
+}
+
+// The kernels that this processor has, the portable one among them.
+std::vector<tarnel::tile_product> every_form()
+{
+    const tarnel::tile_products available = tarnel::available_tile_products();
+    return {available.form, available.form + available.count};
+}
+
+struct tile_data {
+    std::vector<double> w, u;
+    double sums[tile_columns][tile_rows];
+};
+
+tile_data random_tile(std::size_t n, std::mt19937& random)
+{
+    std::normal_distribution<double> normal;
+    std::uniform_int_distribution<int> exponent(-40, 40);
+    tile_data tile;
+    for (std::size_t k = 0; k < n * tile_rows; ++k) tile.w.push_back(std::ldexp(normal(random), exponent(random)));
+    for (std::size_t k = 0; k < n * tile_columns; ++k) tile.u.push_back(std::ldexp(normal(random), exponent(random)));
+    for (auto& column : tile.sums)
+        for (double& sum : column) sum = normal(random);
+    return tile;
+}
+
+tarnel::skyline_profile profile_of(const skyline_columns& columns, std::FILE* log)
+{
+    tarnel::skyline_profile profile;
+    profile.ndim = static_cast<std::int32_t>(columns.size());
+    profile.linsky = tarnel::zero_array<std::int32_t>(log, "linsky", columns.size());
+    profile.iadlin = tarnel::zero_array<std::int32_t>(log, "iadlin", columns.size());
+    return profile;
+}
+
+struct factor_outcome : stage_outcome {
+    skyline_columns columns;
+    std::vector<double> pivots;
+};
+
+// Factorises the columns in one block of the work array, or in two that meet at column `split`: the second then takes
+// its earlier columns from groups of at most `most` (0: all the group's room).
+factor_outcome factorise(const skyline_columns& a, tarnel::tile_product product, int split = 0, int most = 0,
+                         int work_length = 1000000, double eps_zero = 1e-60)
+{
+    factor_outcome result;
+    static_cast<stage_outcome&>(result) = run_stage([&](std::FILE* log) {
+        const auto n = static_cast<std::int32_t>(a.size());
+        tarnel::skyline_profile profile = profile_of(a, log);
+        std::vector<double> terms[2];
+        for (std::int32_t j = 0; j < n; ++j) {
+            const auto& column = a[static_cast<std::size_t>(j)];
+            auto& block = terms[j < split ? 0 : 1];
+            profile.linsky[static_cast<std::size_t>(j)] = static_cast<std::int32_t>(column.size());
+            profile.iadlin[static_cast<std::size_t>(j)] = static_cast<std::int32_t>(block.size());
+            profile.nband = std::max(profile.nband, static_cast<std::int32_t>(column.size()));
+            block.insert(block.end(), column.begin(), column.end());
+        }
+        result.pivots.assign(a.size(), 0.0);
+        tarnel::column_group group = tarnel::make_group(log, profile.nband, work_length, product);
+        EXPECT_GE(group.most, tile_rows);
+        if (most == 0) most = group.most;
+        const tarnel::skyline_block blocks[2] = {{0, split, terms[0].data()}, {split, n, terms[1].data()}};
+        factorise_block(profile, blocks[0], group, eps_zero, result.pivots.data(), log);
+        start_group(group, 0);
+        for (std::int32_t i = 0; i < split; ++i) {
+            add_column(profile, group, block_column(profile, blocks[0], i), result.pivots.data());
+            if (group.count < most && i + 1 < split) continue;
+            apply_group(profile, group, blocks[1], result.pivots.data());
+            start_group(group, i + 1);
+        }
+        factorise_block(profile, blocks[1], group, eps_zero, result.pivots.data(), log);
+        for (std::int32_t j = 0; j < n; ++j) {
+            const double* column = block_column(profile, blocks[j < split ? 0 : 1], j);
+            result.columns.emplace_back(column, column + profile.linsky[static_cast<std::size_t>(j)]);
+        }
+    });
+    return result;
+}
+
+void expect_textbook(const skyline_columns& a, const factor_outcome& got, const std::string& what)
+{
+    const skyline_columns expected = textbook_factor(a);
+    EXPECT_EQ(got.log, "") << what;
+    ASSERT_EQ(got.columns.size(), expected.size()) << what;
+    for (std::size_t j = 0; j < a.size(); ++j) {
+        ASSERT_TRUE(same_bits(got.columns[j].data(), expected[j].data(), expected[j].size()))
+            << what << " column " << j;
+        ASSERT_EQ(got.pivots[j], expected[j][0]) << what;
+    }
+}
+
+std::vector<int> ragged(int n, int highest, std::mt19937& random)
+{
+    std::uniform_int_distribution<int> height(1, highest);
+    std::vector<int> heights;
+    for (int j = 0; j < n; ++j) heights.push_back(std::min(height(random), j + 1));
+    return heights;
+}
+
+} // namespace
+
+TEST(skyline_kernel, sums_of_every_length_are_those_of_one_entry_at_a_time)
+{
+    std::mt19937 random(1);
+    std::vector<std::size_t> lengths = {1000, 4099};
+    for (std::size_t n = 0; n <= 140; ++n) lengths.push_back(n);
+    for (const std::size_t n : lengths) {
+        const tile_data tile = random_tile(n, random);
+        double expected[tile_columns][tile_rows];
+        for (std::size_t c = 0; c < tile_columns; ++c)
+            for (std::size_t r = 0; r < tile_rows; ++r) {
+                double sum = tile.sums[c][r];
+                for (std::size_t k = 0; k < n; ++k) {
+                    const double term = tile.w[k * tile_rows + r] * tile.u[k * tile_columns + c];
+                    sum = sum + term;
+                }
+                expected[c][r] = sum;
+            }
+        for (const tarnel::tile_product form : every_form()) {
+            double sums[tile_columns][tile_rows];
+            std::memcpy(sums, tile.sums, sizeof sums);
+            form(n, tile.w.data(), tile.u.data(), sums);
+            EXPECT_EQ(std::memcmp(sums, expected, sizeof expected), 0) << n;
+        }
+    }
+}
+
+TEST(skyline_kernel, portable_form_is_always_there_and_last)
+{
+    EXPECT_EQ(every_form().back(), tarnel::add_products_portable);
+    EXPECT_EQ(every_form().front(), tarnel::fastest_tile_product());
+}
+
+TEST(skyline_kernel, product_and_sum_are_rounded_apart)
+{
+    // (1 + e)^2 rounds to 1 + 2 e; fused with -(1 + 2 e) the lost e^2 would remain.
+    const double e = std::ldexp(1.0, -30);
+    for (const tarnel::tile_product product : every_form()) {
+        const std::vector<double> w(tile_rows, 1.0 + e), u(tile_columns, 1.0 + e);
+        double sums[tile_columns][tile_rows];
+        for (auto& column : sums)
+            for (double& sum : column) sum = -(1.0 + 2.0 * e);
+        product(1, w.data(), u.data(), sums);
+        for (const auto& column : sums)
+            for (const double sum : column) EXPECT_EQ(sum, 0.0);
+    }
+}
+
+using skyline_factor = stage_test;
+
+TEST_F(skyline_factor, block_of_any_profile_is_factorised_to_the_textbooks_bits_by_every_kernel)
+{
+    std::mt19937 random(2);
+    for (int n = 1; n <= 80; ++n)
+        for (const int highest : {1, 3, 9, 33, 300}) {
+            const auto kind = n % 2 == 0 ? definiteness::positive : definiteness::indefinite;
+            const skyline_columns a = random_matrix(ragged(n, highest, random), kind, random);
+            const std::string what = std::to_string(n) + " unknowns, heights up to " + std::to_string(highest);
+            for (const tarnel::tile_product form : every_form()) expect_textbook(a, factorise(a, form), what);
+        }
+}
+
+TEST_F(skyline_factor, two_blocks_and_groups_of_any_size_give_the_same_bits)
+{
+    std::mt19937 random(3);
+    const int n = 150;
+    for (const int highest : {5, 40, 150}) {
+        const skyline_columns a = random_matrix(ragged(n, highest, random), definiteness::indefinite, random);
+        for (const int split : {1, 7, 8, 9, 64, 65, 100, 149})
+            for (const int most : {1, 3, 8, 13, 64}) {
+                const std::string what = std::to_string(split) + " columns before, groups of " + std::to_string(most);
+                expect_textbook(a, factorise(a, tarnel::fastest_tile_product(), split, most), what);
+            }
+    }
+}
+
+TEST_F(skyline_factor, room_for_few_columns_gives_the_same_bits)
+{
+    std::mt19937 random(4);
+    const skyline_columns a = random_matrix(ragged(130, 130, random), definiteness::positive, random);
+    for (const int work_length : {130, 5000, 10000, 40000})
+        expect_textbook(a, factorise(a, tarnel::fastest_tile_product(), 70, 0, work_length), "");
+}
+
+TEST_F(skyline_factor, group_holds_at_most_sixty_four_columns_and_at_least_a_tile)
+{
+    run_stage([](std::FILE* log) {
+        const auto most = [&](int nband, int work_length) {
+            return tarnel::make_group(log, nband, work_length, tarnel::add_products_portable).most;
+        };
+        EXPECT_EQ(most(100, 100), 8);
+        EXPECT_EQ(most(100, 4 * 108 * 8 * 2 - 1), 8);
+        EXPECT_EQ(most(100, 4 * 108 * 8 * 2), 16);
+        EXPECT_EQ(most(100, 999999999), 64);
+    });
+}
+
+TEST_F(skyline_factor, hand_worked_matrix_gives_its_factor)
+{
+    // A = U^T D U with d = (4, -2, 3), u_01 = 1/2, u_02 = -1, u_12 = 2:
+    // a_01 = 2, a_11 = 1 - 2 = -1, a_02 = -4, a_12 = -2 - 4 = -6, a_22 = 4 - 8 + 3 = -1
+    const factor_outcome got = factorise({{4}, {-1, 2}, {-1, -6, -4}}, tarnel::fastest_tile_product());
+    EXPECT_EQ(got.columns, (skyline_columns{{4}, {-2, 0.5}, {3, 2, -1}}));
+    EXPECT_EQ(got.pivots, (std::vector<double>{4, -2, 3}));
+}
+
+TEST_F(skyline_factor, small_pivot_is_singular_at_every_place_of_a_tile)
+{
+    for (std::size_t j = 0; j < 20; ++j) {
+        skyline_columns a;
+        for (std::size_t i = 0; i < 20; ++i) a.push_back({i == j ? 0.0 : 2.0});
+        const factor_outcome got = factorise(a, tarnel::fastest_tile_product());
+        EXPECT_TRUE(got.failed);
+        EXPECT_EQ(got.log, "      Error. The global matrix is singular.\n             unknown no. = " +
+                               std::to_string(j) + " \n");
+    }
+}
+
+TEST_F(skyline_factor, pivot_of_the_thresholds_magnitude_is_accepted)
+{
+    const auto failed = [](double pivot) {
+        return factorise({{1.0}, {1.0 + pivot, 1.0}}, tarnel::fastest_tile_product(), 0, 0, 1000000, 0.25).failed;
+    };
+    EXPECT_FALSE(failed(0.25));
+    EXPECT_FALSE(failed(-0.25));
+    EXPECT_TRUE(failed(0.25 - std::ldexp(1.0, -52)));
+    EXPECT_TRUE(failed(-0.25 + std::ldexp(1.0, -52)));
+    EXPECT_TRUE(failed(0.0));
+    EXPECT_TRUE(failed(std::numeric_limits<double>::quiet_NaN()));
+}
+
+TEST_F(skyline_factor, first_small_pivot_is_the_one_named)
+{
+    // Unknowns 3 and 9 repeat unknown 1 exactly.
+    skyline_columns a;
+    for (std::size_t j = 0; j < 12; ++j) {
+        a.push_back({3.0});
+        if (j == 3 || j == 9) {
+            a[j].resize(j, 0.0);
+            a[j][j - 1] = 3.0;
+        }
+    }
+    EXPECT_EQ(factorise(a, tarnel::fastest_tile_product()).log,
+              "      Error. The global matrix is singular.\n             unknown no. = 3 \n");
+}
