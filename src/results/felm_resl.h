@@ -24,15 +24,13 @@ struct felm_resl_files {
 };
 
 // Writes flux density [T], field strength [A/m], current density [A/m2] and electric field [V/m] at the centre of every
-// element, as a text table and as records.
+// element, as a text table and as records, and lists the total current of each grad-fai condition [A].
 //   planar        b = (dA/dy, -dA/dx);   axisymmetric  b = (-dA/dz, (1/r) d(rA)/dr)
 //   always        h = t b - h0 with the magnetisation h0 = reluctivity times remanence;  e = -dA/dt, less the solution
-//   of
-//                 the element's grad-fai condition (per radius);  j = sigma e; the total current of each condition is
-//                 listed
+//                 of the element's grad-fai condition (axisymmetric: that over r);  j = sigma e
+//   nvolte        circuit-field unknowns, 0 without circuits
 //   errors        the lists' own; no unknown, or more than maxdim; "node.nufai > ndim."; the time step; a Jacobian
-//   below
-//                 eps_zero; "(r1)", "(r2)" of the solution; "(w)"
+//                 below eps_zero; "(r1)", "(r2)" of the solution; those of the circuit files; "nvolt <= 0."; "(w)"
 void eat_calc_felm_resl(control cntl, felm_resl_files files, std::int32_t nvolte, std::FILE* log);
 
 } // namespace tarnel
