@@ -79,34 +79,68 @@ static void clear(int nodes, element_system& element)
     element.area = 0.0;
 }
 
-static void integrate_element(const control& cntl, const felm_struct_record& felm, int nodes, const type_points& points,
-                              const element_material& material, const double coordinates[][3], const double previous[],
+// An element's nodes as its integrals see them, by local node.
+struct element_nodes {
+    int count;
+    double coordinates[most_nodes][3]; // [m]
+    double previous[most_nodes];       // potential of the step before [Wb/m]
+    double change[most_nodes];         // the same less the constant term
+};
+
+static void integrate_element(const control& cntl, const felm_struct_record& felm, const element_nodes& nodes,
+                              const type_points& points, const element_material& material, edge_terms* edges,
                               element_system& element, std::FILE* log)
 {
-    const double s = cntl.iax == 1 ? -1.0 : 1.0;
-    clear(nodes, element);
+    const bool axisymmetric = cntl.iax == 1;
+    const double s = axisymmetric ? -1.0 : 1.0;
+    const int count = nodes.count;
+    clear(count, element);
     for (int p = 0; p < points.rule.points; ++p) {
+        const shape_values& n = points.n[p];
         double jacobian[3][3], inverse[3][3], det;
         global_derivatives g;
-        set_jacobian(nodes, points.d[p], coordinates, jacobian);
+        set_jacobian(count, points.d[p], nodes.coordinates, jacobian);
         if (invert_jacobian(jacobian, cntl.eps_zero, det, inverse) != 0) fail_jacobian(log, felm.noe);
-        set_global_derivatives(nodes, points.d[p], inverse, g);
+        set_global_derivatives(count, points.d[p], inverse, g);
         double dv = points.rule.point[p].weight * det;
         element.area += dv;
-        if (cntl.iax == 1) dv *= correct_radial_column(nodes, points.n[p], coordinates, g);
-        add_stiffness(nodes, g, material.reluctivity, dv, element.k);
-        add_sources(nodes, points.n[p], g, material.js, material.hx[p], material.hy[p], s, dv, element.f);
+        double radius = 1.0, js = material.js;
+        if (axisymmetric) {
+            radius = correct_radial_column(count, n, nodes.coordinates, g);
+            dv *= radius;
+        }
+        if (edges != nullptr) js = source_at_point(cntl, *edges, js, material.sigma, radius);
+        add_stiffness(count, g, material.reluctivity, dv, element.k);
+        add_sources(count, n, g, js, material.hx[p], material.hy[p], s, dv, element.f);
         if (cntl.delta_t > cntl.eps_zero)
-            add_eddy_currents(nodes, points.n[p], material.sigma, dv, cntl.delta_t, previous, element.k, element.f);
+            add_eddy_currents(count, n, material.sigma, dv, cntl.delta_t, nodes.previous, element.k, element.f);
+        if (edges != nullptr)
+            add_edge_point(*edges, axisymmetric, count, n, g, dv, radius, material.sigma, nodes.change);
+    }
+}
+
+static void gather_nodes(const node_values& nodes, const owned_array<double>& avalp, std::int32_t count,
+                         const std::size_t place[], element_nodes& gathered)
+{
+    gathered.count = count;
+    for (std::int32_t k = 0; k < count; ++k) {
+        const node_point& point = nodes.ggg.values[place[k]];
+        gathered.coordinates[k][0] = point.x;
+        gathered.coordinates[k][1] = point.y;
+        gathered.coordinates[k][2] = point.z;
+        gathered.previous[k] = avalp[place[k]];
+        gathered.change[k] = avalp[place[k]] - nodes.aval0.values[place[k]];
     }
 }
 
 static void assemble_elements(const control& cntl, fem_matrix_files files, const node_values& nodes,
-                              const owned_array<double>& avalp, matrix_rows& matrix, double uvecr[], std::FILE* log)
+                              const owned_array<double>& avalp, matrix_rows& matrix, double uvecr[], edge_terms* edges,
+                              std::FILE* log)
 {
     all_type_points prepared;
     prepare_points(prepared);
     element_system element;
+    element_nodes gathered;
     record_list list = felm_list(files.felm_struct, cntl.maxfelm);
     for (felm_struct_record felm; next_record(log, list, felm);) {
         const element_type& type = element_type_of(log, felm.type, felm.noe, "");
@@ -116,15 +150,11 @@ static void assemble_elements(const control& cntl, fem_matrix_files files, const
         find_nodes(cntl, nodes.index, "fem", felm.noe, type.nodes, felm.node, place, log);
         local_nodes local;
         set_local_nodes(nodes, type.nodes, place, local);
-        double coordinates[most_nodes][3], previous[most_nodes];
-        for (std::int32_t k = 0; k < type.nodes; ++k) {
-            const node_point& point = nodes.ggg.values[place[k]];
-            coordinates[k][0] = point.x, coordinates[k][1] = point.y, coordinates[k][2] = point.z;
-            previous[k] = avalp[place[k]];
-        }
-        integrate_element(cntl, felm, type.nodes, prepared.of[&type - element_types], material, coordinates, previous,
-                          element, log);
+        gather_nodes(nodes, avalp, type.nodes, place, gathered);
+        if (edges != nullptr) find_acting_edges(cntl, *edges, felm, material.sigma, files.circuits->centres, log);
+        integrate_element(cntl, felm, gathered, prepared.of[&type - element_types], material, edges, element, log);
         scatter_element(type.nodes, element.k, element.f, local, matrix, uvecr);
+        if (edges != nullptr) scatter_edges(*edges, type.nodes, local);
         write_value(log, files.areas, felm.noe, "w1");
         write_value(log, files.areas, element.area, "w2");
     }
@@ -158,7 +188,7 @@ void write_vector(output_file& out, std::int32_t ndim, const double values[], st
     flush_output(log, out);
 }
 
-void eat_calc_fem_matrix(control cntl, fem_matrix_files files, std::FILE* log)
+void eat_calc_fem_matrix(control cntl, fem_matrix_files files, std::int32_t nvolte, std::FILE* log)
 {
     log_lines(log, "    === in func. eat_calc_fem_matrix ===\n");
     matrix_rows matrix;
@@ -170,10 +200,16 @@ void eat_calc_fem_matrix(control cntl, fem_matrix_files files, std::FILE* log)
     const owned_array<double> avalp = read_previous_potentials(cntl, files.previous, nodes, log);
     read_index_rows(log, files.index, cntl.maxnzero, column_check::none, matrix);
     const owned_array<double> uvecr = zero_array<double>(log, "uvecr", static_cast<std::size_t>(matrix.ndim));
-    assemble_elements(cntl, files, nodes, avalp, matrix, uvecr.get(), log);
+    edge_terms edges;
+    if (nvolte > 0) edges = load_edge_terms(cntl, nvolte, matrix.ndim, *files.circuits, log);
+    edge_terms* acting = nvolte > 0 ? &edges : nullptr;
+    assemble_elements(cntl, files, nodes, avalp, matrix, uvecr.get(), acting, log);
     if (cntl.iopt_belm == 1) add_boundary_elements(cntl, *files.belms, nodes, matrix, uvecr.get(), log);
     write_matrix(files.matrix, matrix, log);
     write_vector(files.vector, matrix.ndim, uvecr.get(), log);
+    if (nvolte <= 0) return;
+    write_edge_vectors(nvolte, matrix.ndim, matrix.ndim, edges.vvectr.get(), log);
+    write_edge_diagonals(files.circuits->femdv, edges, log);
 }
 
 } // namespace tarnel

@@ -27,6 +27,9 @@ inline constexpr const char* currents_file = "at-j0vect-struct.tmp";
 inline constexpr const char* previous_file = "at-npresl-struct.tmp";
 inline constexpr const char* circuit1_file = "t-volt-data1.tmp";
 inline constexpr const char* circuit2_file = "t-volt-data2.tmp";
+inline constexpr const char* circuit_matrix_file = "t-voltr-matrix.tmp";
+inline constexpr const char* circuit_vector_file = "t-voltr-vector.tmp";
+inline constexpr const char* circuit_previous_file = "t-voltp-solution.tmp";
 
 // Work files, in the order in which a run makes them.
 inline constexpr const char* lcs_file = "t-lcs-struct.tmp";
@@ -41,7 +44,10 @@ inline constexpr const char* felm_struct_file = "at-felm-struct.tmp";
 inline constexpr const char* matrix_file = "t-femr-matrix.tmp";
 inline constexpr const char* vector_file = "t-femr-vector.tmp";
 inline constexpr const char* areas_file = "t-felm-vole.tmp";
+inline constexpr const char* edge_diagonals_file = "t-voltr-femdv.tmp";
 inline constexpr const char* solution_file = "t-femr-solution.tmp";
+inline constexpr const char* circuit_solution_file = "t-voltr-solution.tmp";
+inline constexpr const char* felm_struct_before_file = "at-felm-struct.org";
 
 // Results.
 inline constexpr const char* log_file = "tarnel.log";
@@ -49,6 +55,7 @@ inline constexpr const char* node_results_text = "at-node-resl.txt";
 inline constexpr const char* node_results_file = "at-nresl-struct.tmp";
 inline constexpr const char* felm_results_text = "at-felm-resl.txt";
 inline constexpr const char* felm_results_file = "at-eresl-struct.tmp";
+inline constexpr const char* circuit_results_text = "t-voltr-result.txt";
 
 inline constexpr const char* end_line = "    === The end. ===\n";
 inline constexpr const char* banner = "\n  ORVAN  <tarnel> May.2006\n\n";

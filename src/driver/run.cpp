@@ -2,6 +2,9 @@
 #include "driver/run.h"
 
 #include "assembly/fem_matrix.h"
+#include "circuit/edge_files.h"
+#include "circuit/felm_struct_voltr.h"
+#include "circuit/voltr.h"
 #include "common/control.h"
 #include "common/records.h"
 #include "common/streams.h"
@@ -205,7 +208,7 @@ static void check_previous_potentials(control& cntl, std::FILE* log)
     cntl.iopt_trans = 0;
 }
 
-static void assemble(const control& cntl, std::FILE* log)
+static void assemble(const control& cntl, std::int32_t nvolte, std::FILE* log)
 {
     announce("eat_calc_fem_matrix", log);
     reading node_struct(node_struct_file, log), felm_struct(felm_struct_file, log);
@@ -215,26 +218,41 @@ static void assemble(const control& cntl, std::FILE* log)
     optional_reading previous(cntl.iopt_trans == 1, previous_file, log);
     reading index(index_file, log);
     writing matrix(matrix_file, log), vector(vector_file, log), areas(areas_file, log);
-    eat_calc_fem_matrix(cntl,
-                        {node_struct, felm_struct, conductivities.lent, magnetisations.lent, belms.lent, previous.lent,
-                         index, matrix, vector, areas},
-                        log);
+    fem_matrix_files files = {node_struct,
+                              felm_struct,
+                              conductivities.lent,
+                              magnetisations.lent,
+                              belms.lent,
+                              previous.lent,
+                              index,
+                              matrix,
+                              vector,
+                              areas,
+                              nullptr};
+    if (nvolte > 0) {
+        reading data1(circuit1_file, log), data2(circuit2_file, log), lcs(lcs_file, log), centres(centres_file, log);
+        writing femdv(edge_diagonals_file, log);
+        circuit_files circuits = {data1, data2, lcs, centres, femdv};
+        files.circuits = &circuits;
+        eat_calc_fem_matrix(cntl, files, nvolte, log);
+        close_output(log, femdv);
+    } else {
+        eat_calc_fem_matrix(cntl, files, nvolte, log);
+    }
     close_output(log, matrix);
     close_output(log, vector);
     close_output(log, areas);
 }
 
-static void solve_main_system(const control& cntl, std::FILE* log)
+// Solves one system; the skyline solver's factor serves the right-hand sides of the circuit edges too.
+enum class right_side { main, edge };
+static void dispatch_solver(const control& cntl, right_side kind, solver_files files, std::FILE* log)
 {
-    log_time("matrix solver START ", log);
-    announce("t_real_mtsolv_****", log);
-    reading index(index_file, log), matrix(matrix_file, log), vector(vector_file, log);
-    writing solution(solution_file, log);
-    const solver_files files = {index, matrix, vector, solution};
     switch (cntl.itype_solv) {
     case 0:
-        if (cntl.iopt_solv == 0) t_real_mtsolv_skylin1(cntl, index, matrix, log);
-        t_real_mtsolv_skylin2(cntl, vector, solution, log);
+        if (kind == right_side::main && cntl.iopt_solv == 0)
+            t_real_mtsolv_skylin1(cntl, files.index, files.matrix, log);
+        t_real_mtsolv_skylin2(cntl, files.vector, files.solution, log);
         break;
     case 1:
         t_real_mtsolv_iccg(cntl, files, log);
@@ -245,11 +263,65 @@ static void solve_main_system(const control& cntl, std::FILE* log)
     default: // no solver: the solution file stays empty
         break;
     }
+}
+
+static void solve_main_system(const control& cntl, std::FILE* log)
+{
+    log_time("matrix solver START ", log);
+    announce("t_real_mtsolv_****", log);
+    reading index(index_file, log), matrix(matrix_file, log), vector(vector_file, log);
+    writing solution(solution_file, log);
+    dispatch_solver(cntl, right_side::main, {index, matrix, vector, solution}, log);
     close_output(log, solution);
     log_time("matrix solver END   ", log);
 }
 
-static void write_results(const control& cntl, std::FILE* log)
+static void solve_edge_systems(const control& cntl, std::int32_t nvolte, std::FILE* log)
+{
+    if (nvolte <= 0) return;
+    log_lines(log, "    === func. t_real_mtsolv_**** for edge part ===\n");
+    for (std::int32_t i = 1; i <= nvolte; ++i) {
+        log_lines(log, "        edge no. i === %d\n", i);
+        log_time("matrix solver START ", log);
+        reading index(index_file, log), matrix(matrix_file, log);
+        reading vector(edge_vector_name(i).text, vector_file, log); // the messages speak of the main files
+        writing solution(edge_solution_name(i).text, solution_file, log);
+        dispatch_solver(cntl, right_side::edge, {index, matrix, vector, solution}, log);
+        close_output(log, solution);
+        log_time("matrix solver END   ", log);
+    }
+}
+
+static void solve_circuits(const control& cntl, std::int32_t nvolte, std::FILE* log)
+{
+    if (cntl.maxvlt <= 0) return;
+    announce("t_solve_voltr", log);
+    reading data2(circuit2_file, log), matrix(circuit_matrix_file, log), vector(circuit_vector_file, log);
+    optional_reading femdv(nvolte > 0, edge_diagonals_file, log);
+    reading previous(circuit_previous_file, log);
+    writing solution(circuit_solution_file, log), report(circuit_results_text, log, content::text);
+    t_solve_voltr(cntl, {data2, matrix, vector, femdv.lent, previous, solution, report}, nvolte, log);
+    close_output(log, solution);
+    close_output(log, report);
+}
+
+// The element structure as the assembly saw it is kept beside the new one.
+static void drive_elements(const control& cntl, std::int32_t nvolte, std::FILE* log)
+{
+    if (nvolte <= 0) return;
+    announce("at_ch_felm_struct_voltr", log);
+    std::remove(felm_struct_before_file); // its absence is no fault; a rename that fails shows at the open
+    if (std::rename(felm_struct_file, felm_struct_before_file) != 0) fail_open(felm_struct_before_file, log);
+    reading lcs(lcs_file, log), node_struct(node_struct_file, log), before(felm_struct_before_file, log);
+    writing felm_struct(felm_struct_file, log);
+    reading data1(circuit1_file, log), data2(circuit2_file, log), centres(centres_file, log);
+    reading circuit_solution(circuit_solution_file, log);
+    at_ch_felm_struct_voltr(cntl, {lcs, node_struct, before, felm_struct, data1, data2, centres, circuit_solution},
+                            nvolte, log);
+    close_output(log, felm_struct);
+}
+
+static void write_results(const control& cntl, std::int32_t nvolte, std::FILE* log)
 {
     {
         announce("eat_calc_node_resl", log);
@@ -265,8 +337,16 @@ static void write_results(const control& cntl, std::FILE* log)
     optional_reading previous(cntl.iopt_trans == 1, previous_file, log);
     reading solution(solution_file, log);
     writing table(felm_results_text, log, content::text), results(felm_results_file, log);
-    eat_calc_felm_resl(cntl, {node_struct, felm_struct, conductivities.lent, previous.lent, solution, table, results},
-                       log);
+    felm_resl_files files = {node_struct, felm_struct, conductivities.lent, previous.lent, solution, table,
+                             results,     nullptr};
+    if (nvolte > 0) {
+        reading data1(circuit1_file, log), data2(circuit2_file, log), circuit_solution(circuit_solution_file, log);
+        felm_resl_circuit_files circuits = {data1, data2, circuit_solution};
+        files.circuits = &circuits;
+        eat_calc_felm_resl(cntl, files, nvolte, log);
+    } else {
+        eat_calc_felm_resl(cntl, files, nvolte, log);
+    }
     close_output(log, table);
     close_output(log, results);
 }
@@ -279,13 +359,15 @@ void run_analysis(std::FILE* log)
     read_control(cntl, log);
     if (cntl.iopt_rdata == 1) read_model(cntl, log);
     const std::int32_t nvolte = read_circuit_header(cntl, log);
-    if (cntl.maxvlt > 0 || nvolte > 0) fail(log, "      Error. circuits are not available in this version.\n");
     if (cntl.iopt_prep == 1) prepare_model(cntl, log);
     join_materials(cntl, log);
     check_previous_potentials(cntl, log);
-    assemble(cntl, log);
+    assemble(cntl, nvolte, log);
     solve_main_system(cntl, log);
-    write_results(cntl, log);
+    solve_edge_systems(cntl, nvolte, log);
+    solve_circuits(cntl, nvolte, log);
+    drive_elements(cntl, nvolte, log);
+    write_results(cntl, nvolte, log);
     log_time("program END  ", log);
     log_lines(log, "%s", end_line);
 }

@@ -2,6 +2,8 @@
 
 #include "assembly/kernels.h"
 #include "assembly/node_values.h"
+#include "circuit/felm_struct_voltr.h"
+#include "circuit/volt_files.h"
 #include "common/by_element.h"
 #include "common/element_table.h"
 #include "common/number_text.h"
@@ -45,9 +47,64 @@ static void set_magnetic_field(const control& cntl, const felm_struct_record& fe
         field.h[i] = t[3 * i] * field.b[0] + t[3 * i + 1] * field.b[1] + t[3 * i + 2] * field.b[2] - felm.hb[i];
 }
 
+// Grad-fai conditions and the currents summed over their elements.
+struct grad_currents {
+    circuit_tables tables;
+    owned_array<double> fsolr;                  // circuit-field unknowns, grad-fai conditions first
+    owned_array<double> total_curr, total_gfai; // by place of the condition [A]
+};
+
+static grad_currents read_grad_currents(const control& cntl, felm_resl_circuit_files files, std::int32_t nvolte,
+                                        std::FILE* log)
+{
+    grad_currents grads;
+    grads.tables = t_rd_volt_files(cntl, nvolte, files.data1, files.data2, log);
+    log_lines(log, "        Now, reading %s(fsolr) ===\n", files.circuit_solution.name);
+    const auto nvolt = read_value<std::int32_t>(log, files.circuit_solution, "r:nvolt");
+    if (nvolt <= 0)
+        fail(log,
+             "      Error. in %s(r:nvolt).\n"
+             "             nvolt <= 0.\n",
+             files.circuit_solution.name);
+    grads.fsolr = read_circuit_unknowns(files.circuit_solution, nvolt, log);
+    if (grads.tables.counts.nvoltg > nvolt) fail_in_file(log, files.circuit_solution.name, "r:fsolr");
+    const std::size_t conditions = grads.tables.iu_grd.size;
+    grads.total_curr = zero_array<double>(log, "total_curr", conditions);
+    grads.total_gfai = zero_array<double>(log, "total_gfai", conditions);
+    return grads;
+}
+
+// Place of the condition that acts on an element, -1 for none.
+static std::int32_t acting_condition(const grad_currents* grads, std::int32_t nop)
+{
+    if (grads == nullptr || grads->tables.counts.nvoltg < 1) return -1;
+    const circuit_property region = region_of(grads->tables, nop);
+    if (region.iswvlt != -1 || region.ngrad <= 0 || grad_unknown(grads->tables, region.ngrad) <= 0) return -1;
+    return place_of(grads->tables.grad_index, region.ngrad);
+}
+
+// Lists imposed and found currents of the conditions.
+static void write_grad_currents(output_file& table, const grad_currents& grads, std::FILE* log)
+{
+    if (grads.tables.counts.nvoltg < 1) return;
+    write_text(log, table, "\n\n    === check print total current for grad-fai condition ===\n\n");
+    write_text(log, table, "        ngrad, total_curr, total_gfai ...\n");
+    for (std::int32_t k = 0; k < grads.tables.grad_index.count; ++k) {
+        const auto [number, place] = ascending_place(grads.tables.grad_index, k);
+        if (grads.tables.iu_grd.values[static_cast<std::size_t>(place)] <= 0) continue;
+        char row[120];
+        char* at = put_int(put_text(row, "        "), number, 10);
+        at = put_e15_5(put_text(at, " "), grads.total_curr[static_cast<std::size_t>(place)]);
+        at = put_e15_5(put_text(at, " "), grads.total_gfai[static_cast<std::size_t>(place)]);
+        at = put_text(at, " \n");
+        write_bytes(log, table, row, static_cast<std::size_t>(at - row), "w");
+    }
+}
+
 static felm_result_record evaluate(const control& cntl, const felm_struct_record& felm, const element_type& type,
                                    const natural_derivatives d, double sigma, const node_values& nodes,
-                                   const potentials& potential, const std::size_t place[], std::FILE* log)
+                                   const potentials& potential, const std::size_t place[], grad_currents* grads,
+                                   std::FILE* log)
 {
     felm_result_record field;
     field.noe = felm.noe, field.type = felm.type, field.nop = felm.nop;
@@ -62,7 +119,8 @@ static felm_result_record evaluate(const control& cntl, const felm_struct_record
     set_jacobian(type.nodes, d, coordinates, jacobian);
     if (invert_jacobian(jacobian, cntl.eps_zero, det, inverse) != 0) fail_jacobian(log, felm.noe);
     set_global_derivatives(type.nodes, d, inverse, g);
-    if (cntl.iax == 1) correct_radial_column(type.nodes, type.centre_weight, coordinates, g);
+    double radius = 1.0;
+    if (cntl.iax == 1) radius = correct_radial_column(type.nodes, type.centre_weight, coordinates, g);
     set_magnetic_field(cntl, felm, type.nodes, g, a, field);
 
     const bool conducts = felm.sigma > cntl.eps_zero || felm.iflg == 1;
@@ -72,7 +130,19 @@ static felm_result_record evaluate(const control& cntl, const felm_struct_record
             change += (a[k] - potential.avalp[place[k]]) * type.centre_weight[k];
         field.e[2] = -change / cntl.delta_t;
     }
-    if (conducts) field.j[2] = sigma * field.e[2];
+    const std::int32_t condition = conducts ? acting_condition(grads, felm.nop) : -1;
+    if (condition < 0) {
+        if (conducts) field.j[2] = sigma * field.e[2];
+        return field;
+    }
+    const auto at = static_cast<std::size_t>(condition);
+    const double solved = grads->fsolr[static_cast<std::size_t>(grads->tables.iu_grd.values[at]) - 1];
+    const double gradient = cntl.iax == 1 ? solved / radius : solved;
+    field.e[2] -= gradient;
+    field.j[2] = sigma * field.e[2];
+    const double area = det * type.measure;
+    grads->total_curr[at] += field.j[2] * area;
+    grads->total_gfai[at] -= gradient * sigma * area;
     return field;
 }
 
@@ -103,7 +173,7 @@ static potentials find_potentials(const control& cntl, felm_resl_files files, co
     return potential;
 }
 
-void eat_calc_felm_resl(control cntl, felm_resl_files files, std::FILE* log)
+void eat_calc_felm_resl(control cntl, felm_resl_files files, std::int32_t nvolte, std::FILE* log)
 {
     log_lines(log, "    === in func. eat_calc_felm_resl ===\n");
     const auto ndim = read_value<std::int32_t>(log, files.solution, "r1");
@@ -115,6 +185,9 @@ void eat_calc_felm_resl(control cntl, felm_resl_files files, std::FILE* log)
     const owned_array<double> xvecr = read_solution_values(files.solution, ndim, log);
     const node_values nodes = read_node_values(cntl, files.node_struct, ndim, log);
     const potentials potential = find_potentials(cntl, files, nodes, xvecr, log);
+    grad_currents read;
+    if (nvolte > 0) read = read_grad_currents(cntl, *files.circuits, nvolte, log);
+    grad_currents* grads = nvolte > 0 ? &read : nullptr;
     const char* columns = cntl.iax == 1 ? "      noe, nop, br, bz, jtheta / hr, hz, etheta / \n"
                                         : "      noe, nop, bx, by, jz / hx, hy, ez / \n";
     write_table_head(log, files.table, "    === element results ===\n\n", columns);
@@ -128,11 +201,12 @@ void eat_calc_felm_resl(control cntl, felm_resl_files files, std::FILE* log)
         std::size_t place[most_nodes];
         find_nodes(cntl, nodes.index, "fem", felm.noe, type.nodes, felm.node, place, log);
         const felm_result_record field =
-            evaluate(cntl, felm, type, prepared.of[&type - element_types], sigma, nodes, potential, place, log);
+            evaluate(cntl, felm, type, prepared.of[&type - element_types], sigma, nodes, potential, place, grads, log);
         write_rows(files.table, field, log);
         write_value(log, files.results, field, "w");
     }
     write_value(log, files.results, felm_result_record{}, "w");
+    if (grads != nullptr) write_grad_currents(files.table, *grads, log);
     flush_output(log, files.table);
     flush_output(log, files.results);
 }

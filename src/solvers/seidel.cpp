@@ -37,9 +37,11 @@ static change_sums sweep_rows(const matrix_rows& rows, std::size_t first, std::s
     return sums;
 }
 
+// 0 where a sum counts as zero; a NaN stays one, so that a diverged iterate never counts as converged.
 static double relative_change(const change_sums& sums, double eps_zero)
 {
-    return sums.change > eps_zero && sums.size > eps_zero ? std::sqrt(sums.change) / std::sqrt(sums.size) : 0.0;
+    if (sums.change <= eps_zero || sums.size <= eps_zero) return 0.0;
+    return std::sqrt(sums.change) / std::sqrt(sums.size);
 }
 
 // Sweeps from zero; unknowns below ndim1 and from it on are judged apart.
@@ -52,7 +54,9 @@ static void sweep(const control& cntl, const matrix_rows& rows, std::int32_t ndi
         const change_sums first = sweep_rows(rows, 0, group, cntl.accel_solv, x, x0);
         const change_sums second = sweep_rows(rows, group, n, cntl.accel_solv, x, x0);
         if (iter == 0) continue;
-        const double eps = std::max(relative_change(first, cntl.eps_zero), relative_change(second, cntl.eps_zero));
+        double eps = relative_change(first, cntl.eps_zero);
+        const double eps_second = relative_change(second, cntl.eps_zero);
+        if (!(eps_second <= eps)) eps = eps_second;
         log_lines(log, "      GS solver convergence iter = %d  eps = %s \n", iter, as_e(eps).text);
         if (eps < cntl.eps_solv) break;
     }

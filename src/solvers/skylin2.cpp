@@ -108,7 +108,7 @@ static void divide_by_pivots(const substitution& work, double x[], std::FILE* lo
 {
     for (std::int32_t j = 0; j < work.ndim; ++j) {
         const double pivot = work.work1[static_cast<std::size_t>(j)];
-        if (!(std::fabs(pivot) >= work.cntl.eps_zero)) // no factorisation leaves such a pivot
+        if (!(std::fabs(pivot) > 0.0)) // zero or NaN: no factorisation leaves such a pivot
             fail(log,
                  "      Error. The global matrix is singular.\n"
                  "             unknown no. = %d \n",

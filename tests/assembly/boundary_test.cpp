@@ -44,7 +44,7 @@ protected:
                 belms("at-belm-struct.tmp");
             opened_output matrix("t-femr-matrix.tmp"), vector("t-femr-vector.tmp"), areas("t-felm-vole.tmp");
             tarnel::eat_calc_fem_matrix(
-                cntl, {nodes, felms, nullptr, nullptr, &belms, nullptr, index, matrix, vector, areas}, log);
+                cntl, {nodes, felms, nullptr, nullptr, &belms, nullptr, index, matrix, vector, areas, nullptr}, 0, log);
         });
     }
     void set_nodes(const std::vector<hand_node>& nodes, int ndim) const

@@ -28,8 +28,8 @@ stage_outcome assemble(const tarnel::control& cntl, const output_names& at = {})
             areas(at.areas, "t-felm-vole.tmp");
         tarnel::eat_calc_fem_matrix(cntl,
                                     {nodes, felms, conductivities.get(), magnetisations.get(), belms.get(),
-                                     previous.get(), index, matrix, vector, areas},
-                                    log);
+                                     previous.get(), index, matrix, vector, areas, nullptr},
+                                    0, log);
     });
 }
 

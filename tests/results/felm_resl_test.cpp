@@ -53,7 +53,7 @@ protected:
             const auto previous = opened_when(cntl.iopt_trans == 1, "at-npresl-struct.tmp");
             opened_output table(table_at, "at-felm-resl.txt"), results(results_at, "at-eresl-struct.tmp");
             tarnel::eat_calc_felm_resl(
-                cntl, {nodes, felms, conductivities.get(), previous.get(), solution, table, results}, log);
+                cntl, {nodes, felms, conductivities.get(), previous.get(), solution, table, results, nullptr}, 0, log);
         });
     }
     // Nodes 1, 2, ... at the given places, unknowns of the same number.

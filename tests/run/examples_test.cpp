@@ -60,11 +60,11 @@ TEST_F(example, solenoid_without_iron_gives_the_closed_form_of_its_coil)
     expect_values("expected-air-core.txt");
 }
 
-TEST(examples, every_folder_with_inputs_is_among_those_tested)
+TEST(examples, every_folder_with_expected_values_is_among_those_tested)
 {
     std::vector<std::string> names;
     for (const auto& entry : std::filesystem::directory_iterator(examples()))
-        if (std::filesystem::exists(entry.path() / "at-cntl-data.txt")) names.push_back(entry.path().filename());
+        if (std::filesystem::exists(entry.path() / "expected.txt")) names.push_back(entry.path().filename());
     std::sort(names.begin(), names.end());
     EXPECT_EQ(names, (std::vector<std::string>{"electromagnet", "magnets", "solenoid"}));
 }
