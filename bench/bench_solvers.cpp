@@ -1,0 +1,333 @@
+// How near the direct solver and Gauss-Seidel come to what the machine gives: the factorisation of a band against the
+// rate of separate multiplications and additions and against LAPACK's dpbtrf on one thread, the block files against
+// plain writes and reads through the page cache, and sweeps against the bytes that they must touch.
+//   bench_solvers [UNKNOWNS BAND]   (default 100000 1000)
+// Needs a directory that it may fill; uses the working directory. LAPACK is left out where it is not installed.
+#include "solvers/seidel.h"
+#include "solvers/skyline_factor.h"
+#include "solvers/skyline_files.h"
+#include "support/table.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <string>
+#include <vector>
+
+#include <unistd.h>
+
+#if defined(TARNEL_LAPACK)
+extern "C" {
+void dpbtrf_(const char* uplo, const int* n, const int* kd, double* ab, const int* ldab, int* info);
+void openblas_set_num_threads(int threads);
+}
+#endif
+
+using namespace tarnel;
+using namespace tarnel_bench;
+
+namespace
+{
+
+double cpu_seconds()
+{
+    timespec now{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+    return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
+}
+
+double median(std::vector<double> values)
+{
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+// The inner loop of the factorisation on operands that stay in the first cache, which is all that the processor gives
+// when products and sums are rounded apart [flop/s].
+double multiply_add_rate()
+{
+    constexpr std::size_t n = 64;
+    constexpr int rounds = 400000;
+    static double w[n * tile_rows], u[n * tile_columns];
+    std::fill(w, w + n * tile_rows, 1e-3);
+    std::fill(u, u + n * tile_columns, 1e-3);
+    double best = 0;
+    for (int turn = 0; turn < 5; ++turn) {
+        double sums[tile_columns][tile_rows] = {};
+        const double start = cpu_seconds();
+        for (int r = 0; r < rounds; ++r) fastest_tile_product()(n, w, u, sums);
+        const double rate = 2.0 * n * tile_rows * tile_columns * rounds / (cpu_seconds() - start);
+        if (sums[0][0] > 0) best = std::max(best, rate);
+    }
+    return best;
+}
+
+// A band matrix, diagonally dominant: 4 on the diagonal, small negative terms beside it.
+double band_term(int distance, int band)
+{
+    return distance == 0 ? 4.0 : -1.0 / (1 + distance % 7) / band;
+}
+
+struct band_case {
+    skyline_profile profile;
+    std::size_t terms = 0;
+    double flops = 0;
+};
+
+band_case make_band(int n, int band)
+{
+    band_case made;
+    skyline_profile& profile = made.profile;
+    profile.ndim = n;
+    profile.nband = band;
+    profile.linsky = zero_array<std::int32_t>(stderr, "linsky", static_cast<std::size_t>(n));
+    profile.iadlin = zero_array<std::int32_t>(stderr, "iadlin", static_cast<std::size_t>(n));
+    for (int j = 0; j < n; ++j) {
+        const int height = std::min(j + 1, band);
+        profile.linsky[static_cast<std::size_t>(j)] = height;
+        profile.iadlin[static_cast<std::size_t>(j)] = static_cast<std::int32_t>(made.terms);
+        made.terms += static_cast<std::size_t>(height);
+        made.flops += static_cast<double>(height) * height;
+    }
+    return made;
+}
+
+double time_skyline(const band_case& band, double* aaa, std::vector<double>& pivots)
+{
+    const skyline_profile& profile = band.profile;
+    for (int j = 0; j < profile.ndim; ++j) {
+        double* terms = aaa + profile.iadlin[static_cast<std::size_t>(j)];
+        for (int k = 0; k < profile.linsky[static_cast<std::size_t>(j)]; ++k) terms[k] = band_term(k, profile.nband);
+    }
+    column_group group =
+        make_group(stderr, profile.nband, static_cast<std::int32_t>(band.terms), fastest_tile_product());
+    const double start = cpu_seconds();
+    factorise_block(profile, {0, profile.ndim, aaa}, group, 1e-60, pivots.data(), stderr);
+    return cpu_seconds() - start;
+}
+
+#if defined(TARNEL_LAPACK)
+// Returns the seconds of dpbtrf on the same matrix, whose factor must agree: the squares of its diagonal are our
+// pivots.
+double time_lapack(const band_case& band, std::vector<double>& ab, const std::vector<double>& pivots)
+{
+    const int n = band.profile.ndim, kd = band.profile.nband - 1, ld = band.profile.nband;
+    for (int j = 0; j < n; ++j)
+        for (int k = 0; k < ld; ++k)
+            ab[static_cast<std::size_t>(j) * static_cast<std::size_t>(ld) + static_cast<std::size_t>(k)] =
+                j + k < n ? band_term(k, band.profile.nband) : 0.0;
+    int info = 0;
+    openblas_set_num_threads(1);
+    const double start = cpu_seconds();
+    dpbtrf_("L", &n, &kd, ab.data(), &ld, &info);
+    const double seconds = cpu_seconds() - start;
+    const double last = ab[static_cast<std::size_t>(n - 1) * static_cast<std::size_t>(ld)];
+    if (info != 0 || std::fabs(last * last / pivots.back() - 1) > 1e-9) {
+        std::fprintf(stderr, "bench_solvers: the factors differ\n");
+        std::exit(1);
+    }
+    return seconds;
+}
+#endif
+
+void bench_factorisation(int n, int band)
+{
+    const band_case made = make_band(n, band);
+    if (made.terms > 1000000000) {
+        std::fprintf(stderr, "bench_solvers: the band is too large for one block\n");
+        std::exit(2);
+    }
+    const owned_array<double> aaa = zero_array<double>(stderr, "aaa", made.terms);
+    std::vector<double> pivots(static_cast<std::size_t>(n));
+    const double peak = multiply_add_rate();
+    std::vector<double> ours, theirs;
+#if defined(TARNEL_LAPACK)
+    std::vector<double> ab(static_cast<std::size_t>(n) * static_cast<std::size_t>(band));
+#endif
+    for (int turn = 0; turn < 3; ++turn) {
+        ours.push_back(time_skyline(made, aaa.get(), pivots));
+#if defined(TARNEL_LAPACK)
+        theirs.push_back(time_lapack(made, ab, pivots));
+#endif
+    }
+    const double rate = made.flops / median(ours);
+    std::printf("Factorisation of a band of %d, %d unknowns (CPU seconds, medians of 3 alternating turns):\n\n", band,
+                n);
+    std::vector<table_row> rows = {{"", "s", "GFLOP/s", "ours / limit or peer"}};
+    rows.push_back({"skyline", seconds_text(median(ours)), decimal(rate * 1e-9, 1), ""});
+    rows.push_back(
+        {"multiply and add apart, in cache", "", decimal(peak * 1e-9, 1), decimal(rate / peak, 2) + " of its rate"});
+    if (theirs.empty())
+        rows.push_back({"dpbtrf", "", "", "not installed"});
+    else
+        rows.push_back({"dpbtrf, OpenBLAS, one thread", seconds_text(median(theirs)),
+                        decimal(made.flops / median(theirs) * 1e-9, 1),
+                        decimal(median(ours) / median(theirs), 2) + " of its time"});
+    print_table(stdout, rows, 1);
+    std::printf("\n");
+}
+
+// Columns of a block through the work file, against plain calls of the same bytes.
+void bench_files()
+{
+    constexpr std::int32_t columns = 20000, height = 1000;
+    constexpr double bytes = 8.0 * columns * height;
+    std::vector<double> terms(height, 1.5);
+    std::vector<double> write_ours, read_ours, write_plain, read_plain;
+    for (int turn = 0; turn < 3; ++turn) {
+        std::remove("bench-block.tmp");
+        double start = cpu_seconds();
+        {
+            output_file out;
+            if (!open_output(stderr, out, "bench-block.tmp", "block", content::binary)) std::exit(1);
+            for (std::int32_t j = 0; j < columns; ++j) write_column(stderr, out, {height, 0}, terms.data());
+            close_output(stderr, out);
+        }
+        write_ours.push_back(cpu_seconds() - start);
+        start = cpu_seconds();
+        {
+            input_file in;
+            if (!open_input(stderr, in, "bench-block.tmp", "block")) std::exit(1);
+            for (std::int32_t j = 0; j < columns; ++j) {
+                const auto column = read_column_head(stderr, in, height + j, height, {});
+                read_column_terms(stderr, in, terms.data(), column.height);
+            }
+        }
+        read_ours.push_back(cpu_seconds() - start);
+        std::remove("bench-plain.tmp");
+        std::vector<double> large(131072, 1.5);
+        start = cpu_seconds();
+        owned_file plain(std::fopen("bench-plain.tmp", "wb"));
+        std::setvbuf(plain.get(), nullptr, _IONBF, 0);
+        for (double done = 0; done < bytes; done += 8.0 * static_cast<double>(large.size()))
+            if (std::fwrite(large.data(), 8, large.size(), plain.get()) != large.size()) std::exit(1);
+        plain.reset();
+        write_plain.push_back(cpu_seconds() - start);
+        start = cpu_seconds();
+        plain.reset(std::fopen("bench-plain.tmp", "rb"));
+        std::setvbuf(plain.get(), nullptr, _IONBF, 0);
+        while (std::fread(large.data(), 8, large.size(), plain.get()) == large.size()) continue;
+        plain.reset();
+        read_plain.push_back(cpu_seconds() - start);
+    }
+    std::remove("bench-block.tmp");
+    std::remove("bench-plain.tmp");
+    std::printf("A block file of 160 MB (GB/s of CPU time, medians of 3 turns):\n\n");
+    print_table(stdout,
+                {{"", "block file", "plain calls", "ratio"},
+                 {"write", decimal(bytes / median(write_ours) * 1e-9, 1),
+                  decimal(bytes / median(write_plain) * 1e-9, 1), decimal(median(write_plain) / median(write_ours), 2)},
+                 {"read", decimal(bytes / median(read_ours) * 1e-9, 1), decimal(bytes / median(read_plain) * 1e-9, 1),
+                  decimal(median(read_plain) / median(read_ours), 2)}},
+                1);
+    std::printf("\n");
+}
+
+// Reading of memory, eight sums side by side [byte/s].
+double read_rate()
+{
+    std::vector<double> values(64 << 20, 1.0);
+    double best = 0;
+    for (int turn = 0; turn < 4; ++turn) {
+        double sums[8] = {};
+        const double start = cpu_seconds();
+        for (std::size_t k = 0; k < values.size(); k += 8)
+            for (std::size_t s = 0; s < 8; ++s) sums[s] += values[k + s];
+        const double seconds = cpu_seconds() - start;
+        if (sums[0] > 0) best = std::max(best, 8.0 * static_cast<double>(values.size()) / seconds);
+    }
+    return best;
+}
+
+// A million unknowns of a grid of triangles, row by row; returns the bytes of index, values and vectors.
+double write_grid_system(std::int32_t side)
+{
+    const std::int32_t n = side * side;
+    output_file index, matrix, vector;
+    if (!open_output(stderr, index, "t-matrix-index.tmp", "i", content::binary) ||
+        !open_output(stderr, matrix, "t-femr-matrix.tmp", "m", content::binary) ||
+        !open_output(stderr, vector, "t-femr-vector.tmp", "v", content::binary))
+        std::exit(1);
+    double terms = 0;
+    for (output_file* out : {&index, &matrix, &vector}) write_value(stderr, *out, n, "w");
+    for (std::int32_t i = 0; i < n; ++i) {
+        std::vector<std::int32_t> columns = {i};
+        std::vector<double> values = {6.5};
+        const bool right = i % side + 1 < side, below = i + side < n;
+        if (right) columns.push_back(i + 1);
+        if (below) columns.push_back(i + side);
+        if (right && below) columns.push_back(i + side + 1);
+        values.resize(columns.size(), -1.0);
+        const auto count = static_cast<std::int32_t>(columns.size());
+        write_value(stderr, index, count, "w");
+        write_values(stderr, index, columns.data(), columns.size(), "w");
+        write_value(stderr, matrix, count, "w");
+        write_values(stderr, matrix, values.data(), values.size(), "w");
+        write_value(stderr, vector, 1.0 + i % 3, "w");
+        terms += static_cast<double>(columns.size() - 1);
+    }
+    for (output_file* out : {&index, &matrix, &vector}) {
+        write_value(stderr, *out, n, "w");
+        close_output(stderr, *out);
+    }
+    // column and value of each coupling, row starts, right-hand side read; x and x0 read and written
+    return terms * 12.0 + n * (8.0 + 8.0 + 16.0 + 16.0);
+}
+
+double time_sweeps(std::int32_t sweeps)
+{
+    control cntl;
+    cntl.maxdim = 1000000000;
+    cntl.maxnzero = 100;
+    cntl.itermax_solv = sweeps;
+    cntl.accel_solv = 1.0;
+    input_file index, matrix, vector;
+    output_file solution;
+    if (!open_input(stderr, index, "t-matrix-index.tmp", "i") ||
+        !open_input(stderr, matrix, "t-femr-matrix.tmp", "m") ||
+        !open_input(stderr, vector, "t-femr-vector.tmp", "v") ||
+        !open_output(stderr, solution, "t-femr-solution.tmp", "s", content::binary))
+        std::exit(1);
+    const owned_file log(std::fopen("/dev/null", "w"));
+    const double start = cpu_seconds();
+    t_real_mtsolv_seidel(cntl, {index, matrix, vector, solution}, log.get());
+    return cpu_seconds() - start;
+}
+
+void bench_sweeps()
+{
+    const double bytes = write_grid_system(1000);
+    std::vector<double> sweeps;
+    for (int turn = 0; turn < 3; ++turn) sweeps.push_back((time_sweeps(41) - time_sweeps(1)) / 40);
+    const double rate = bytes / median(sweeps), limit = read_rate();
+    std::printf("Gauss-Seidel, 1,000,000 unknowns (medians of 3):\n\n");
+    print_table(stdout,
+                {{"", "ms a sweep", "GB/s", "ratio"},
+                 {"bytes a sweep must touch", decimal(median(sweeps) * 1e3, 2), decimal(rate * 1e-9, 1),
+                  decimal(rate / limit, 2)},
+                 {"reading of memory", "", decimal(limit * 1e-9, 1), ""}},
+                1);
+    for (const char* name : {"t-matrix-index.tmp", "t-femr-matrix.tmp", "t-femr-vector.tmp", "t-femr-solution.tmp"})
+        std::remove(name);
+}
+
+} // namespace
+
+int main(int count, char** arguments)
+{
+    const int n = count > 2 ? std::atoi(arguments[1]) : 100000, band = count > 2 ? std::atoi(arguments[2]) : 1000;
+    if ((count != 1 && count != 3) || n < 1 || band < 1 || band > n) {
+        std::fprintf(stderr, "usage: bench_solvers [UNKNOWNS BAND]\n");
+        return 2;
+    }
+    try {
+        bench_factorisation(n, band);
+        bench_files();
+        bench_sweeps();
+    } catch (const run_ended&) {
+        return 1;
+    }
+    return std::fflush(stdout) == 0 ? 0 : 1;
+}
