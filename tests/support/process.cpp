@@ -11,7 +11,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-
 namespace tarnel_test
 {
 
