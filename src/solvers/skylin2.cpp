@@ -84,7 +84,7 @@ static void eliminate_forward(substitution& work, double x[], std::FILE* log)
             const std::int32_t count = std::min(columns_together, header.end - j);
             std::size_t place[columns_together + 1] = {};
             for (std::int32_t c = 0; c < count; ++c) {
-                const auto at = static_cast<std::size_t>(j + c);
+                const std::size_t at = static_cast<std::size_t>(j) + static_cast<std::size_t>(c);
                 const auto column = read_column_head(log, file, j + c, work.setup.work_length, {});
                 work.linsky[at] = column.height;
                 work.iadlin[at] = column.address;
@@ -95,7 +95,7 @@ static void eliminate_forward(substitution& work, double x[], std::FILE* log)
             }
             column_terms columns[columns_together];
             for (std::int32_t c = 0; c < count; ++c)
-                columns[c] = {j + c - work.linsky[static_cast<std::size_t>(j + c)] + 1,
+                columns[c] = {j + c - work.linsky[static_cast<std::size_t>(j) + static_cast<std::size_t>(c)] + 1,
                               work.aaa.values.get() + place[c]};
             eliminate_columns(j, count, columns, x);
         }
