@@ -194,13 +194,6 @@ static void read_edge_vectors(std::int32_t nvolte, field_solutions& field, std::
     }
 }
 
-static double inner_product(std::size_t n, const double a[], const double b[])
-{
-    double sum = 0.0;
-    for (std::size_t i = 0; i < n; ++i) sum += a[i] * b[i];
-    return sum;
-}
-
 static void eliminate_field(circuit_system& circuit, std::int32_t nvolte, const field_solutions& field, std::FILE* log)
 {
     const auto n = static_cast<std::size_t>(field.ndim), edges = static_cast<std::size_t>(nvolte);

@@ -73,13 +73,6 @@ void solve_factors(const matrix_rows& rows, const double values[], pivots d, dou
     }
 }
 
-static double inner_product(std::size_t n, const double a[], const double b[])
-{
-    double sum = 0.0;
-    for (std::size_t i = 0; i < n; ++i) sum += a[i] * b[i];
-    return sum;
-}
-
 struct preconditioned_system {
     variant kind;
     const matrix_rows* rows; // pattern; slot 0 of `products` holds the scale factors

@@ -43,6 +43,14 @@ owned_array<double> read_right_side(input_file& in, std::int32_t ndim, std::int3
 //   errors  "(w1)", "(w2)"
 void write_solution(output_file& out, std::int32_t ndim, const double values[], std::FILE* log);
 
+// The sum of products, ascending.
+inline double inner_product(std::size_t n, const double a[], const double b[])
+{
+    double sum = 0.0;
+    for (std::size_t i = 0; i < n; ++i) sum += a[i] * b[i];
+    return sum;
+}
+
 // Scales the system to a unit diagonal: slot 0 of each row takes d_i = 1 / sqrt(a_ii), a_ij becomes d_i a_ij d_j,
 // b_i becomes d_i b_i.
 //   errors  a diagonal below eps_zero, a negative one or a NaN too: "The global matrix is singular." and the row from 0
