@@ -159,7 +159,7 @@ void t_real_mtsolv_skylin1(control cntl, input_file& index, input_file& matrix, 
                           division,
                           std::move(work1),
                           zero_array<double>(log, "work2", static_cast<std::size_t>(profile.nband)),
-                          make_group(log, profile.nband, division.longest, fastest_tile_product())};
+                          make_group(log, profile.nband, division.longest, fastest_tile_kernel())};
     factorise_blocks(work, rows, aaa.get(), log);
 }
 

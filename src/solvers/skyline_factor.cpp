@@ -6,9 +6,9 @@
 namespace tarnel
 {
 
-constexpr std::int32_t most_group_columns = 64;
+constexpr std::int32_t most_group_columns = 128;
 
-column_group make_group(std::FILE* log, std::int32_t nband, std::int32_t work_length, tile_product product)
+column_group make_group(std::FILE* log, std::int32_t nband, std::int32_t work_length, const tile_kernel& kernel)
 {
     column_group group;
     group.tile_room = (static_cast<std::size_t>(nband) + tile_rows) * tile_rows;
@@ -17,9 +17,7 @@ column_group make_group(std::FILE* log, std::int32_t nband, std::int32_t work_le
     const auto most_tiles = static_cast<std::size_t>(group.most / tile_rows);
     group.packed = zero_array<double>(log, "work2", most_tiles * group.tile_room);
     group.top = zero_array<std::int32_t>(log, "work2", most_tiles);
-    group.panel = zero_array<double>(
-        log, "work2", (static_cast<std::size_t>(nband) + static_cast<std::size_t>(group.most)) * tile_columns);
-    group.product = product;
+    group.kernel = &kernel;
     return group;
 }
 
@@ -42,103 +40,113 @@ static std::int32_t tile_top(const skyline_profile& profile, std::int32_t first,
     return top;
 }
 
-static void start_tile(const skyline_profile& profile, column_group& group, std::int32_t m)
+// Starts tile m with zeros in its rows from `zeros` (its top at the earliest) on; returns its topmost row.
+static std::int32_t start_tile(const skyline_profile& profile, column_group& group, std::int32_t m, std::int32_t zeros)
 {
     const std::int32_t first = group.first + m * tile_rows;
-    const std::int32_t end = std::min(first + tile_rows, profile.ndim);
-    const std::int32_t top = tile_top(profile, first, end);
+    const std::int32_t top = tile_top(profile, first, std::min(first + tile_rows, profile.ndim));
     group.top[static_cast<std::size_t>(m)] = top;
     double* tile = tile_of(group, m);
-    std::fill(tile, tile + static_cast<std::size_t>(first + tile_rows - top) * tile_rows, 0.0);
-}
-
-// w[k][i] = u_ki d_k for the rows [from, end) of column i.
-static void pack_rows(const skyline_profile& profile, const column_group& group, std::int32_t i, std::int32_t from,
-                      std::int32_t end, const double* terms, const double pivots[])
-{
-    const std::int32_t m = (i - group.first) / tile_rows, slot = (i - group.first) % tile_rows;
-    const std::int32_t top = group.top[static_cast<std::size_t>(m)];
-    double* w = tile_of(group, m) + slot;
-    for (std::int32_t k = std::max(from, column_top(profile, i)); k < end; ++k)
-        w[static_cast<std::size_t>(k - top) * tile_rows] = terms[i - k] * pivots[k];
+    std::fill(tile + static_cast<std::size_t>(std::max(zeros, top) - top) * tile_rows,
+              tile + static_cast<std::size_t>(first + tile_rows - top) * tile_rows, 0.0);
+    return top;
 }
 
 void add_column(const skyline_profile& profile, column_group& group, const double* terms, const double pivots[])
 {
     const std::int32_t i = group.first + group.count;
-    if (group.count % tile_rows == 0) start_tile(profile, group, group.count / tile_rows);
-    pack_rows(profile, group, i, 0, i, terms, pivots);
+    const std::int32_t m = group.count / tile_rows, slot = group.count % tile_rows;
+    if (slot == 0) start_tile(profile, group, m, 0);
+    const std::int32_t top = group.top[static_cast<std::size_t>(m)];
+    double* w = tile_of(group, m) + slot;
+    for (std::int32_t k = column_top(profile, i); k < i; ++k)
+        w[static_cast<std::size_t>(k - top) * tile_rows] = terms[i - k] * pivots[k];
     ++group.count;
 }
 
-// Eight columns j, k by k from row `from`: finished terms up to row `finished`, zeros from there to row `end` and above
-// each column's top.
-static void pack_panel(const skyline_profile& profile, const skyline_block& block, std::int32_t j, std::int32_t columns,
-                       std::int32_t from, std::int32_t finished, std::int32_t end, double* panel)
-{
-    constexpr std::int32_t rows_at_a_time = 32; // so that a line of the panel is written while it is in cache
-    for (std::int32_t first = from; first < end; first += rows_at_a_time) {
-        const std::int32_t last = std::min(first + rows_at_a_time, end);
-        double* to = panel + static_cast<std::size_t>(first - from) * tile_columns;
-        for (std::int32_t c = 0; c < tile_columns; ++c) {
-            const std::int32_t top = c < columns ? std::clamp(column_top(profile, j + c), first, last) : last;
-            const std::int32_t bottom = std::clamp(finished, top, last);
-            std::int32_t k = first;
-            for (; k < top; ++k) to[(k - first) * tile_columns + c] = 0.0;
-            if (k < bottom) {
-                const double* terms = block_column(profile, block, j + c);
-                for (; k < bottom; ++k) to[(k - first) * tile_columns + c] = terms[j + c - k];
-            }
-            for (; k < last; ++k) to[(k - first) * tile_columns + c] = 0.0;
-        }
-    }
-}
+constexpr std::int32_t most_padded_rows = 32;
 
-// Rows [first, first + rows) of a tile in up to eight columns: divided by the pivots in turn, each finished row
-// entering the panel and the sums of the rows below.
-//   w      the tile's rows from `first` on
-//   panel  its rows from `from` on
-static void finish_rows(const skyline_profile& profile, const skyline_block& block, const double* w, std::int32_t first,
-                        std::int32_t rows, std::int32_t j, std::int32_t columns, const double pivots[],
-                        const double sums[tile_columns][tile_rows], std::int32_t from, double* panel)
+// Up to eight columns j of a block beside one another; those missing stand for the last with nothing of their own.
+struct column_set {
+    std::int32_t first, count;
+    std::int32_t top[tile_columns]; // topmost row of each
+    std::int32_t highest, lowest;   // of the tops
+    double* diagonal[tile_columns]; // term of row i at diagonal[c][first - i]
+    // Where the tops lie close together: the rows between them, with zeros above each column.
+    std::int32_t padded_end;
+    double padded[tile_columns][most_padded_rows]; // row i at [c][lowest - 1 - i]
+};
+
+// The columns [j, j + count), whose rows before `finished` are finished.
+static void take_columns(const skyline_profile& profile, const skyline_block& block, std::int32_t j, std::int32_t count,
+                         std::int32_t finished, column_set& set)
 {
-    double by_row[tile_rows][tile_columns]; // the sums, so that the columns of a row stand side by side
-    for (int r = 0; r < tile_rows; ++r)
-        for (int c = 0; c < tile_columns; ++c) by_row[r][c] = sums[c][r];
-    double* column[tile_columns] = {}; // column c's term of row `first`
-    std::int32_t top[tile_columns];    // first of the tile's rows that it has
+    set.first = j;
+    set.count = count;
     for (std::int32_t c = 0; c < tile_columns; ++c) {
-        top[c] = c < columns ? std::max(0, column_top(profile, j + c) - first) : rows;
-        if (c < columns) column[c] = block_column(profile, block, j + c);
+        const std::int32_t column = j + std::min(c, count - 1);
+        set.top[c] = column_top(profile, column);
+        set.diagonal[c] = block_column(profile, block, column) + (column - j);
     }
-    for (std::int32_t r = 0; r < rows; ++r) {
-        const std::int32_t i = first + r;
-        double term[tile_columns];
-        for (std::int32_t c = 0; c < tile_columns; ++c) term[c] = r >= top[c] ? column[c][j + c - i] : 0.0;
-        for (std::int32_t c = 0; c < tile_columns; ++c) term[c] = (term[c] - by_row[r][c]) / pivots[i];
-        for (std::int32_t c = 0; c < tile_columns; ++c) {
-            if (r >= top[c])
-                column[c][j + c - i] = term[c];
-            else
-                term[c] = 0.0;
-        }
-        if (i >= from) std::copy(term, term + tile_columns, panel + static_cast<std::size_t>(i - from) * tile_columns);
-        const double* below = w + static_cast<std::size_t>(r) * tile_rows;
-        for (std::int32_t s = r + 1; s < rows; ++s)
-            for (std::int32_t c = 0; c < tile_columns; ++c) by_row[s][c] += below[s] * term[c];
-    }
+    set.highest = *std::min_element(set.top, set.top + tile_columns);
+    set.lowest = *std::max_element(set.top, set.top + tile_columns);
+    set.padded_end = set.highest;
+    if (set.lowest - set.highest > most_padded_rows) return;
+    set.padded_end = std::clamp(finished, set.highest, set.lowest);
+    for (std::int32_t c = 0; c < tile_columns; ++c)
+        for (std::int32_t i = set.highest; i < set.padded_end; ++i)
+            set.padded[c][set.lowest - 1 - i] = i < set.top[c] ? 0.0 : set.diagonal[c][j - i];
 }
 
-// Adds the rows [from, end) to the sums of a tile, as far as the tile and the panel reach up.
-static void add_rows(const column_group& group, std::int32_t m, std::int32_t from, std::int32_t end, std::int32_t start,
-                     const double* panel, double sums[tile_columns][tile_rows])
+// The columns' terms of row i.
+static void terms_of_row(const column_set& set, std::int32_t i, double* u[tile_columns])
+{
+    for (std::int32_t c = 0; c < tile_columns; ++c) u[c] = set.diagonal[c] + (set.first - i);
+}
+
+// Adds the rows [from, end) to the sums of a tile, as far as the tile and each column reach up.
+static void add_rows(const column_group& group, std::int32_t m, const column_set& set, std::int32_t from,
+                     std::int32_t end, double sums[tile_columns][tile_rows])
 {
     const std::int32_t w_top = group.top[static_cast<std::size_t>(m)];
-    const std::int32_t k = std::max({from, w_top, start});
-    if (k >= end) return;
-    group.product(static_cast<std::size_t>(end - k),
-                  tile_of(group, m) + static_cast<std::size_t>(k - w_top) * tile_rows,
-                  panel + static_cast<std::size_t>(k - start) * tile_columns, sums);
+    const auto w_at = [&](std::int32_t k) {
+        return tile_of(group, m) + static_cast<std::size_t>(k - w_top) * tile_rows;
+    };
+    from = std::max({from, w_top, set.highest});
+    if (from < std::min(end, set.padded_end)) {
+        const std::int32_t to = std::min(end, set.padded_end);
+        const double* u[tile_columns];
+        for (std::int32_t c = 0; c < tile_columns; ++c) u[c] = set.padded[c] + (set.lowest - 1 - from);
+        group.kernel->add_columns(static_cast<std::size_t>(to - from), w_at(from), u, sums);
+        from = to;
+    }
+    if (from >= end) return;
+    double* u[tile_columns];
+    const std::int32_t common = std::clamp(set.lowest, from, end); // from here on all columns have rows
+    if (from < common)
+        for (std::int32_t c = 0; c < set.count; ++c) {
+            const std::int32_t k = std::max(from, set.top[c]);
+            if (k >= common) continue;
+            terms_of_row(set, k, u);
+            group.kernel->add_column(static_cast<std::size_t>(common - k), w_at(k), u[c], sums[c]);
+        }
+    if (common >= end) return;
+    terms_of_row(set, common, u);
+    group.kernel->add_columns(static_cast<std::size_t>(end - common), w_at(common), u, sums);
+}
+
+// Finishes the rows of tile m in the columns, their sums over the rows before it being complete.
+static void finish_rows(const column_group& group, std::int32_t m, std::int32_t rows, const column_set& set,
+                        const double pivots[], const double sums[tile_columns][tile_rows])
+{
+    const std::int32_t first = group.first + m * tile_rows;
+    const std::int32_t w_top = group.top[static_cast<std::size_t>(m)];
+    double* u[tile_columns];
+    terms_of_row(set, first, u);
+    int top[tile_columns];
+    for (std::int32_t c = 0; c < tile_columns; ++c) top[c] = c < set.count ? set.top[c] - first : rows;
+    group.kernel->finish_rows(rows, tile_of(group, m) + static_cast<std::size_t>(first - w_top) * tile_rows,
+                              pivots + first, u, top, sums);
 }
 
 // Finishes the rows of the tiles [m_first, m_end) of a group in the columns [from, end) of a block.
@@ -146,29 +154,24 @@ static void apply_tiles(const skyline_profile& profile, const column_group& grou
                         std::int32_t m_end, const skyline_block& block, std::int32_t from, std::int32_t end,
                         const double pivots[])
 {
-    constexpr std::int32_t rows_at_a_time = 192; // of the panel, which every tile passes while they are in cache
+    constexpr std::int32_t rows_at_a_time = 192; // of the columns, which every tile passes while they are in cache
     const std::int32_t rows_first = group.first + m_first * tile_rows;
     const std::int32_t rows_end = std::min(group.first + m_end * tile_rows, group.first + group.count);
     const std::int32_t group_top = *std::min_element(group.top.get() + m_first, group.top.get() + m_end);
-    double* panel = group.panel.get();
+    column_set set;
     for (std::int32_t j = from; j < end; j += tile_columns) {
-        const std::int32_t columns = std::min(tile_columns, end - j);
-        const std::int32_t top = tile_top(profile, j, j + columns);
-        if (top >= rows_end) continue; // these columns do not reach up to the group
-        const std::int32_t start = std::max(group_top, top);
-        pack_panel(profile, block, j, columns, start, rows_first, rows_end, panel);
+        take_columns(profile, block, j, std::min(tile_columns, end - j), rows_first, set);
+        if (set.highest >= rows_end) continue; // these columns do not reach up to the group
         double sums[most_group_columns / tile_rows][tile_columns][tile_rows] = {};
-        for (std::int32_t k = start; k < rows_first; k += rows_at_a_time)
+        for (std::int32_t k = std::max(group_top, set.highest); k < rows_first; k += rows_at_a_time)
             for (std::int32_t m = m_first; m < m_end; ++m)
-                add_rows(group, m, k, std::min(k + rows_at_a_time, rows_first), start, panel, sums[m]);
+                add_rows(group, m, set, k, std::min(k + rows_at_a_time, rows_first), sums[m]);
         for (std::int32_t m = m_first; m < m_end; ++m) {
             const std::int32_t first = group.first + m * tile_rows;
             const std::int32_t rows = std::min(tile_rows, rows_end - first);
-            if (top >= first + rows) continue;
-            add_rows(group, m, rows_first, first, start, panel, sums[m]);
-            const std::int32_t w_top = group.top[static_cast<std::size_t>(m)];
-            finish_rows(profile, block, tile_of(group, m) + static_cast<std::size_t>(first - w_top) * tile_rows, first,
-                        rows, j, columns, pivots, sums[m], start, panel);
+            if (set.highest >= first + rows) continue;
+            add_rows(group, m, set, rows_first, first, sums[m]);
+            finish_rows(group, m, rows, set, pivots, sums[m]);
         }
     }
 }
@@ -194,29 +197,45 @@ static double finish_pivot(double diagonal, double sum, std::int32_t j, double e
     return pivot;
 }
 
+// w[k][i] = u_ki d_k for the columns of a tile and the rows from its top to its first column, and the sums of
+// (u_ki u_ki) d_k; a few rows at a time, so that they are turned in cache.
+static void pack_tile(const skyline_profile& profile, const skyline_block& block, std::int32_t first,
+                      std::int32_t columns, std::int32_t top, const double pivots[], double* w,
+                      double squares[tile_rows])
+{
+    constexpr std::int32_t rows_at_a_time = 32;
+    for (std::int32_t from = top; from < first; from += rows_at_a_time) {
+        const std::int32_t end = std::min(from + rows_at_a_time, first);
+        double u[rows_at_a_time][tile_rows] = {};
+        for (std::int32_t c = 0; c < columns; ++c) {
+            const std::int32_t i = first + c;
+            const double* terms = block_column(profile, block, i);
+            for (std::int32_t k = std::max(from, column_top(profile, i)); k < end; ++k) u[k - from][c] = terms[i - k];
+        }
+        for (std::int32_t k = from; k < end; ++k, w += tile_rows)
+            for (std::int32_t c = 0; c < tile_rows; ++c) {
+                const double term = u[k - from][c];
+                w[c] = term * pivots[k];
+                squares[c] += term * term * pivots[k];
+            }
+    }
+}
+
 // The columns of one tile among themselves: rows before the tile are finished; rows in it and pivots become so.
 static void factorise_tile(const skyline_profile& profile, const skyline_block& block, column_group& group,
                            std::int32_t m, std::int32_t columns, double eps_zero, double pivots[], std::FILE* log)
 {
     const std::int32_t first = group.first + m * tile_rows;
-    start_tile(profile, group, m);
-    const std::int32_t top = group.top[static_cast<std::size_t>(m)];
-    double* w = tile_of(group, m);
-    for (std::int32_t i = first; i < first + columns; ++i)
-        pack_rows(profile, group, i, 0, first, block_column(profile, block, i), pivots);
-
-    double sums[tile_rows][tile_rows] = {}; // by column, then row
-    double squares[tile_rows] = {};         // sum of (u_kj u_kj) d_k
+    const std::int32_t top = start_tile(profile, group, m, first);
     const auto rows_before = static_cast<std::size_t>(first - top);
-    double* panel = group.panel.get();
+    double* w = tile_of(group, m);
+    double squares[tile_rows] = {}; // sum of (u_kj u_kj) d_k
+    pack_tile(profile, block, first, columns, top, pivots, w, squares);
+    double sums[tile_rows][tile_rows] = {}; // by column, then row
+    column_set set;
     for (std::int32_t c = 0; c < columns; c += tile_columns) {
-        pack_panel(profile, block, first + c, std::min(tile_columns, columns - c), top, first, first, panel);
-        group.product(rows_before, w, panel, sums + c);
-        for (std::size_t k = 0; k < rows_before; ++k)
-            for (std::size_t s = 0; s < tile_columns; ++s) {
-                const double u = panel[k * tile_columns + s];
-                squares[static_cast<std::size_t>(c) + s] += u * u * pivots[static_cast<std::size_t>(top) + k];
-            }
+        take_columns(profile, block, first + c, std::min(tile_columns, columns - c), first, set);
+        add_rows(group, m, set, top, first, sums + c);
     }
 
     double* in_tile = w + rows_before * tile_rows; // rows of the tile itself

@@ -36,7 +36,7 @@ inline double* block_column(const skyline_profile& profile, const skyline_block&
     return block.aaa + profile.iadlin[static_cast<std::size_t>(j)];
 }
 
-// A group of consecutive finished columns, packed: in tiles of eight columns i, w[k][i] = u_ki d_k.
+// A group of consecutive finished columns, packed: in tiles of sixteen columns i, w[k][i] = u_ki d_k.
 struct column_group {
     std::int32_t most = 0;         // columns it can take, a multiple of tile_rows
     std::int32_t first = 0;        // its first column
@@ -44,13 +44,12 @@ struct column_group {
     std::size_t tile_room = 0;     // doubles of a tile
     owned_array<double> packed;    // tiles one after another, each from its top row
     owned_array<std::int32_t> top; // lowest row of each tile
-    owned_array<double> panel;     // eight columns j, k by k
-    tile_product product = nullptr;
+    const tile_kernel* kernel = nullptr;
 };
 
 // Room for a group; its memory stays near a quarter of the block's array.
 //   errors  "Can't allocate (work2)"
-column_group make_group(std::FILE* log, std::int32_t nband, std::int32_t work_length, tile_product product);
+column_group make_group(std::FILE* log, std::int32_t nband, std::int32_t work_length, const tile_kernel& kernel);
 
 // Empties a group whose next columns start at `first`.
 void start_group(column_group& group, std::int32_t first);

@@ -1,5 +1,7 @@
 #include "solvers/skyline_kernel.h"
 
+#include <algorithm>
+
 #if defined(__x86_64__)
 #include <immintrin.h>
 #endif
@@ -7,70 +9,228 @@
 namespace tarnel
 {
 
-void add_products_portable(std::size_t n, const double* w, const double* u, double sums[tile_columns][tile_rows])
+// One text for every processor: each form compiles it for its own width.
+#define TARNEL_EVERY_WIDTH [[gnu::always_inline]] static inline
+
+TARNEL_EVERY_WIDTH void add_one_column(std::size_t n, const double* w, const double* u, double sums[tile_rows])
 {
-    for (std::size_t k = 0; k < n; ++k)
-        for (std::size_t c = 0; c < tile_columns; ++c)
-            for (std::size_t r = 0; r < tile_rows; ++r) sums[c][r] += w[k * tile_rows + r] * u[k * tile_columns + c];
+    double s[tile_rows];
+    std::copy(sums, sums + tile_rows, s);
+    for (std::size_t k = 0; k < n; ++k, w += tile_rows, --u)
+        for (int r = 0; r < tile_rows; ++r) s[r] += w[r] * *u;
+    std::copy(s, s + tile_rows, sums);
 }
+
+// The rows are worked on with their columns side by side; `whole`: every column has every row of a full tile.
+template <bool whole>
+TARNEL_EVERY_WIDTH void finish_each_row(int rows, const double* w, const double* pivots, double* const u[tile_columns],
+                                        const int top[tile_columns], const double sums[tile_columns][tile_rows])
+{
+    double sum[tile_rows][tile_columns], term[tile_rows][tile_columns];
+    const int last = whole ? tile_rows : rows;
+    for (int c = 0; c < tile_columns; ++c)
+        for (int r = 0; r < last; ++r) {
+            sum[r][c] = sums[c][r];
+            term[r][c] = whole || r >= top[c] ? u[c][-r] : 0.0;
+        }
+    for (int r = 0; r < last; ++r, w += tile_rows) {
+        for (int c = 0; c < tile_columns; ++c) term[r][c] = (term[r][c] - sum[r][c]) / pivots[r];
+        if (!whole)
+            for (int c = 0; c < tile_columns; ++c) term[r][c] = r >= top[c] ? term[r][c] : 0.0;
+        for (int s = r + 1; s < last; ++s)
+            for (int c = 0; c < tile_columns; ++c) sum[s][c] += w[s] * term[r][c];
+    }
+    for (int c = 0; c < tile_columns; ++c)
+        for (int r = whole ? 0 : std::max(top[c], 0); r < last; ++r) u[c][-r] = term[r][c];
+}
+
+static bool whole_tile(int rows, const int top[tile_columns])
+{
+    return rows == tile_rows && *std::max_element(top, top + tile_columns) <= 0;
+}
+
+static void add_columns_portable(std::size_t n, const double* w, const double* const u[tile_columns],
+                                 double sums[tile_columns][tile_rows])
+{
+    for (int c = 0; c < tile_columns; ++c) add_one_column(n, w, u[c], sums[c]);
+}
+
+static void add_column_portable(std::size_t n, const double* w, const double* u, double sums[tile_rows])
+{
+    add_one_column(n, w, u, sums);
+}
+
+static void finish_rows_portable(int rows, const double* w, const double* pivots, double* const u[tile_columns],
+                                 const int top[tile_columns], const double sums[tile_columns][tile_rows])
+{
+    if (whole_tile(rows, top))
+        finish_each_row<true>(rows, w, pivots, u, top, sums);
+    else
+        finish_each_row<false>(rows, w, pivots, u, top, sums);
+}
+
+const tile_kernel portable_tile_kernel = {add_columns_portable, add_column_portable, finish_rows_portable};
 
 #if defined(__x86_64__)
 
-// A multiplication and an addition per entry and k, never fused. Half of the columns at a time: their eight sums of
-// four lanes stay in registers.
-[[gnu::target("avx2")]] static void add_products_avx2(std::size_t n, const double* w, const double* u,
-                                                      double sums[tile_columns][tile_rows])
+// A multiplication and an addition per entry and k, never fused. Eight rows of four columns at a time: their sums stay
+// in registers.
+[[gnu::target("avx2")]] static void add_columns_avx2(std::size_t n, const double* w,
+                                                     const double* const u[tile_columns],
+                                                     double sums[tile_columns][tile_rows])
 {
-    constexpr int half = tile_columns / 2;
-    for (int first = 0; first < tile_columns; first += half) {
-        __m256d s[half][2];
-        for (int c = 0; c < half; ++c) {
-            s[c][0] = _mm256_loadu_pd(sums[first + c]);
-            s[c][1] = _mm256_loadu_pd(sums[first + c] + 4);
-        }
-        const double* wk = w;
-        const double* uk = u + first;
-        for (std::size_t k = 0; k < n; ++k, wk += tile_rows, uk += tile_columns) {
-            const __m256d low = _mm256_loadu_pd(wk), high = _mm256_loadu_pd(wk + 4);
-            for (int c = 0; c < half; ++c) {
-                const __m256d factor = _mm256_broadcast_sd(uk + c);
-                s[c][0] = _mm256_add_pd(s[c][0], _mm256_mul_pd(low, factor));
-                s[c][1] = _mm256_add_pd(s[c][1], _mm256_mul_pd(high, factor));
+    constexpr int rows = 8, columns = 4;
+    for (int first = 0; first < tile_columns; first += columns)
+        for (int row = 0; row < tile_rows; row += rows) {
+            __m256d s[columns][2];
+            for (int c = 0; c < columns; ++c) {
+                s[c][0] = _mm256_loadu_pd(sums[first + c] + row);
+                s[c][1] = _mm256_loadu_pd(sums[first + c] + row + 4);
+            }
+            const double* wk = w + row;
+            const double* uk[columns] = {u[first], u[first + 1], u[first + 2], u[first + 3]};
+            const auto end = -static_cast<std::ptrdiff_t>(n);
+            for (std::ptrdiff_t k = 0; k > end; --k, wk += tile_rows) {
+                const __m256d low = _mm256_loadu_pd(wk), high = _mm256_loadu_pd(wk + 4);
+                for (int c = 0; c < columns; ++c) {
+                    const __m256d factor = _mm256_broadcast_sd(uk[c] + k);
+                    s[c][0] = _mm256_add_pd(s[c][0], _mm256_mul_pd(low, factor));
+                    s[c][1] = _mm256_add_pd(s[c][1], _mm256_mul_pd(high, factor));
+                }
+            }
+            for (int c = 0; c < columns; ++c) {
+                _mm256_storeu_pd(sums[first + c] + row, s[c][0]);
+                _mm256_storeu_pd(sums[first + c] + row + 4, s[c][1]);
             }
         }
-        for (int c = 0; c < half; ++c) {
-            _mm256_storeu_pd(sums[first + c], s[c][0]);
-            _mm256_storeu_pd(sums[first + c] + 4, s[c][1]);
+}
+
+[[gnu::target("avx2")]] static void add_column_avx2(std::size_t n, const double* w, const double* u,
+                                                    double sums[tile_rows])
+{
+    add_one_column(n, w, u, sums);
+}
+
+[[gnu::target("avx2")]] static void finish_rows_avx2(int rows, const double* w, const double* pivots,
+                                                     double* const u[tile_columns], const int top[tile_columns],
+                                                     const double sums[tile_columns][tile_rows])
+{
+    if (whole_tile(rows, top))
+        finish_each_row<true>(rows, w, pivots, u, top, sums);
+    else
+        finish_rows_portable(rows, w, pivots, u, top, sums);
+}
+
+// Both halves of the rows take each factor from memory as an operand of their own multiplication: a factor shared in a
+// register is slower by a third. The empty statement keeps the compiler from sharing it.
+[[gnu::target("avx512f")]] static void add_columns_avx512(std::size_t n, const double* w,
+                                                          const double* const u[tile_columns],
+                                                          double sums[tile_columns][tile_rows])
+{
+    __m512d low[tile_columns], high[tile_columns];
+    const double* column[tile_columns];
+    for (int c = 0; c < tile_columns; ++c) {
+        low[c] = _mm512_loadu_pd(sums[c]);
+        high[c] = _mm512_loadu_pd(sums[c] + 8);
+        column[c] = u[c];
+    }
+    const auto end = -static_cast<std::ptrdiff_t>(n);
+    for (std::ptrdiff_t k = 0; k > end; --k, w += tile_rows) {
+        const __m512d w_low = _mm512_loadu_pd(w), w_high = _mm512_loadu_pd(w + 8);
+        for (int c = 0; c < tile_columns; ++c)
+            low[c] = _mm512_add_pd(low[c], _mm512_mul_pd(w_low, _mm512_set1_pd(column[c][k])));
+        std::ptrdiff_t again = k;
+        asm("" : "+r"(again));
+        for (int c = 0; c < tile_columns; ++c)
+            high[c] = _mm512_add_pd(high[c], _mm512_mul_pd(w_high, _mm512_set1_pd(column[c][again])));
+    }
+    for (int c = 0; c < tile_columns; ++c) {
+        _mm512_storeu_pd(sums[c], low[c]);
+        _mm512_storeu_pd(sums[c] + 8, high[c]);
+    }
+}
+
+[[gnu::target("avx512f")]] static void add_column_avx512(std::size_t n, const double* w, const double* u,
+                                                         double sums[tile_rows])
+{
+    add_one_column(n, w, u, sums);
+}
+
+// Eight by eight numbers turned: lane c of row r to lane r of row c.
+[[gnu::target("avx512f"), gnu::always_inline]] static inline void turn(__m512d row[8])
+{
+    __m512d pair[8], four[8];
+    for (int r = 0; r < 8; r += 2) {
+        pair[r] = __builtin_shufflevector(row[r], row[r + 1], 0, 8, 2, 10, 4, 12, 6, 14);
+        pair[r + 1] = __builtin_shufflevector(row[r], row[r + 1], 1, 9, 3, 11, 5, 13, 7, 15);
+    }
+    for (int r = 0; r < 8; r += 4)
+        for (int i = r; i < r + 2; ++i) {
+            four[i] = __builtin_shufflevector(pair[i], pair[i + 2], 0, 1, 4, 5, 8, 9, 12, 13);
+            four[i + 2] = __builtin_shufflevector(pair[i], pair[i + 2], 2, 3, 6, 7, 10, 11, 14, 15);
         }
+    for (int i = 0; i < 4; ++i) {
+        row[i] = __builtin_shufflevector(four[i], four[i + 4], 0, 1, 4, 5, 8, 9, 12, 13);
+        row[i + 4] = __builtin_shufflevector(four[i], four[i + 4], 2, 3, 6, 7, 10, 11, 14, 15);
     }
 }
 
-[[gnu::target("avx512f")]] static void add_products_avx512(std::size_t n, const double* w, const double* u,
-                                                           double sums[tile_columns][tile_rows])
+// Every row of a full tile in eight columns.
+[[gnu::target("avx512f")]] static void finish_whole_tile_avx512(const double* w, const double* pivots,
+                                                                double* const u[tile_columns],
+                                                                const double sums[tile_columns][tile_rows])
 {
-    __m512d s[tile_columns];
-    for (int c = 0; c < tile_columns; ++c) s[c] = _mm512_loadu_pd(sums[c]);
-    for (std::size_t k = 0; k < n; ++k, w += tile_rows, u += tile_columns) {
-        const __m512d column = _mm512_loadu_pd(w);
-        for (int c = 0; c < tile_columns; ++c) s[c] = _mm512_add_pd(s[c], _mm512_mul_pd(column, _mm512_set1_pd(u[c])));
+    __m512d sum[tile_rows];
+    for (int c = 0; c < tile_columns; ++c) {
+        sum[c] = _mm512_loadu_pd(sums[c]);
+        sum[c + 8] = _mm512_loadu_pd(sums[c] + 8);
     }
-    for (int c = 0; c < tile_columns; ++c) _mm512_storeu_pd(sums[c], s[c]);
+    turn(sum);
+    turn(sum + 8);
+#pragma GCC unroll 2
+    for (int first = 0; first < tile_rows; first += 8) {
+        __m512d term[8]; // of the rows backwards, as the columns store them
+        for (int c = 0; c < tile_columns; ++c) term[c] = _mm512_loadu_pd(u[c] - first - 7);
+        turn(term);
+#pragma GCC unroll 8
+        for (int r = first; r < first + 8; ++r, w += tile_rows) {
+            __m512d& row = term[first + 7 - r];
+            row = _mm512_div_pd(_mm512_sub_pd(row, sum[r]), _mm512_set1_pd(pivots[r]));
+#pragma GCC unroll 16
+            for (int s = r + 1; s < tile_rows; ++s)
+                sum[s] = _mm512_add_pd(sum[s], _mm512_mul_pd(row, _mm512_set1_pd(w[s])));
+        }
+        turn(term);
+        for (int c = 0; c < tile_columns; ++c) _mm512_storeu_pd(u[c] - first - 7, term[c]);
+    }
 }
 
-tile_products available_tile_products()
+[[gnu::target("avx512f")]] static void finish_rows_avx512(int rows, const double* w, const double* pivots,
+                                                          double* const u[tile_columns], const int top[tile_columns],
+                                                          const double sums[tile_columns][tile_rows])
 {
-    tile_products products{};
-    if (__builtin_cpu_supports("avx512f")) products.form[products.count++] = add_products_avx512;
-    if (__builtin_cpu_supports("avx2")) products.form[products.count++] = add_products_avx2;
-    products.form[products.count++] = add_products_portable;
-    return products;
+    if (whole_tile(rows, top))
+        finish_whole_tile_avx512(w, pivots, u, sums);
+    else
+        finish_rows_portable(rows, w, pivots, u, top, sums);
+}
+
+tile_kernels available_tile_kernels()
+{
+    static constexpr tile_kernel avx2 = {add_columns_avx2, add_column_avx2, finish_rows_avx2};
+    static constexpr tile_kernel avx512 = {add_columns_avx512, add_column_avx512, finish_rows_avx512};
+    tile_kernels kernels{};
+    if (__builtin_cpu_supports("avx512f")) kernels.form[kernels.count++] = &avx512;
+    if (__builtin_cpu_supports("avx2")) kernels.form[kernels.count++] = &avx2;
+    kernels.form[kernels.count++] = &portable_tile_kernel;
+    return kernels;
 }
 
 #else
 
-tile_products available_tile_products()
+tile_kernels available_tile_kernels()
 {
-    return {1, {add_products_portable}};
+    return {1, {&portable_tile_kernel}};
 }
 
 #endif

@@ -1,5 +1,5 @@
-// The inner loop of the skyline factorisation: sums of products for a tile of entries side by side. Each entry has its
-// own sum over ascending k, so the wide form and its portable twin return the same bits.
+// The inner loops of the skyline factorisation, for a tile of entries side by side. Each entry has its own sum over
+// ascending k, so the wide forms and their portable twin return the same bits.
 #pragma once
 
 #include <cstddef>
@@ -7,25 +7,39 @@
 namespace tarnel
 {
 
-inline constexpr int tile_rows = 8;    // rows i of the factor, columns i of the left panel
+inline constexpr int tile_rows = 16;   // rows i of the factor, columns i of the left panel
 inline constexpr int tile_columns = 8; // columns j
 
-// sums[c][r] += w[k][r] * u[k][c] for k = 0 .. n - 1, ascending; product and sum are rounded apart.
-//   w  n x 8, k by k;  u  n x 8, k by k
-using tile_product = void (*)(std::size_t n, const double* w, const double* u, double sums[tile_columns][tile_rows]);
+// One form of the loops. Columns u run upwards in memory, as they are stored: u[-k] is the term k rows below u[0].
+struct tile_kernel {
+    // sums[c][r] += w[k][r] * u[c][-k] for k = 0 .. n - 1, ascending; product and sum are rounded apart.
+    //   w  n x 16, k by k;  u  eight columns
+    void (*add_columns)(std::size_t n, const double* w, const double* const u[tile_columns],
+                        double sums[tile_columns][tile_rows]);
 
-void add_products_portable(std::size_t n, const double* w, const double* u, double sums[tile_columns][tile_rows]);
+    // The same for one column.
+    void (*add_column)(std::size_t n, const double* w, const double* u, double sums[tile_rows]);
+
+    // Rows of the tile itself, ascending: u[c][-r] = (u[c][-r] - sum) / pivots[r], the finished row entering the sums
+    // of those below.
+    //   rows  of the tile, at most 16;  w  rows x 16, w[r][s] = u_rs d_r;  pivots  one a row
+    //   top   first row that each column has; `rows` or more: none
+    void (*finish_rows)(int rows, const double* w, const double* pivots, double* const u[tile_columns],
+                        const int top[tile_columns], const double sums[tile_columns][tile_rows]);
+};
+
+extern const tile_kernel portable_tile_kernel;
 
 // The forms that this processor has, widest first; the portable one is always the last.
-struct tile_products {
+struct tile_kernels {
     int count;
-    tile_product form[3];
+    const tile_kernel* form[3];
 };
-tile_products available_tile_products();
+tile_kernels available_tile_kernels();
 
-inline tile_product fastest_tile_product()
+inline const tile_kernel& fastest_tile_kernel()
 {
-    return available_tile_products().form[0];
+    return *available_tile_kernels().form[0];
 }
 
 } // namespace tarnel

@@ -18,27 +18,34 @@ bool same_bits(const double a[], const double b[], std::size_t n)
 }
 
 // The kernels that this processor has, the portable one among them.
-std::vector<tarnel::tile_product> every_form()
+std::vector<const tarnel::tile_kernel*> every_form()
 {
-    const tarnel::tile_products available = tarnel::available_tile_products();
+    const tarnel::tile_kernels available = tarnel::available_tile_kernels();
     return {available.form, available.form + available.count};
 }
 
 struct tile_data {
-    std::vector<double> w, u;
+    std::vector<double> w;               // n x 16, k by k
+    std::vector<double> u[tile_columns]; // the term of k = 0 at the end
     double sums[tile_columns][tile_rows];
+    const double* top[tile_columns]; // of the columns
 };
 
-tile_data random_tile(std::size_t n, std::mt19937& random)
+double wide_ranging(std::mt19937& random)
 {
     std::normal_distribution<double> normal;
     std::uniform_int_distribution<int> exponent(-40, 40);
-    tile_data tile;
-    for (std::size_t k = 0; k < n * tile_rows; ++k) tile.w.push_back(std::ldexp(normal(random), exponent(random)));
-    for (std::size_t k = 0; k < n * tile_columns; ++k) tile.u.push_back(std::ldexp(normal(random), exponent(random)));
-    for (auto& column : tile.sums)
-        for (double& sum : column) sum = normal(random);
-    return tile;
+    return std::ldexp(normal(random), exponent(random));
+}
+
+void fill_tile(std::size_t n, std::mt19937& random, tile_data& tile)
+{
+    for (std::size_t k = 0; k < n * tile_rows; ++k) tile.w.push_back(wide_ranging(random));
+    for (std::size_t c = 0; c < tile_columns; ++c) {
+        for (std::size_t k = 0; k < n; ++k) tile.u[c].push_back(wide_ranging(random));
+        tile.top[c] = tile.u[c].data() + (n > 0 ? n - 1 : 0);
+        for (double& sum : tile.sums[c]) sum = wide_ranging(random);
+    }
 }
 
 tarnel::skyline_profile profile_of(const skyline_columns& columns, std::FILE* log)
@@ -57,7 +64,7 @@ struct factor_outcome : stage_outcome {
 
 // Factorises the columns in one block of the work array, or in two that meet at column `split`: the second then takes
 // its earlier columns from groups of at most `most` (0: all the group's room).
-factor_outcome factorise(const skyline_columns& a, tarnel::tile_product product, int split = 0, int most = 0,
+factor_outcome factorise(const skyline_columns& a, const tarnel::tile_kernel& kernel, int split = 0, int most = 0,
                          int work_length = 1000000, double eps_zero = 1e-60)
 {
     factor_outcome result;
@@ -74,7 +81,7 @@ factor_outcome factorise(const skyline_columns& a, tarnel::tile_product product,
             block.insert(block.end(), column.begin(), column.end());
         }
         result.pivots.assign(a.size(), 0.0);
-        tarnel::column_group group = tarnel::make_group(log, profile.nband, work_length, product);
+        tarnel::column_group group = tarnel::make_group(log, profile.nband, work_length, kernel);
         EXPECT_GE(group.most, tile_rows);
         if (most == 0) most = group.most;
         const tarnel::skyline_block blocks[2] = {{0, split, terms[0].data()}, {split, n, terms[1].data()}};
@@ -123,44 +130,96 @@ TEST(skyline_kernel, sums_of_every_length_are_those_of_one_entry_at_a_time)
     std::vector<std::size_t> lengths = {1000, 4099};
     for (std::size_t n = 0; n <= 140; ++n) lengths.push_back(n);
     for (const std::size_t n : lengths) {
-        const tile_data tile = random_tile(n, random);
+        tile_data tile;
+        fill_tile(n, random, tile);
         double expected[tile_columns][tile_rows];
         for (std::size_t c = 0; c < tile_columns; ++c)
             for (std::size_t r = 0; r < tile_rows; ++r) {
                 double sum = tile.sums[c][r];
                 for (std::size_t k = 0; k < n; ++k) {
-                    const double term = tile.w[k * tile_rows + r] * tile.u[k * tile_columns + c];
+                    const double term = tile.w[k * tile_rows + r] * tile.u[c][n - 1 - k];
                     sum = sum + term;
                 }
                 expected[c][r] = sum;
             }
-        for (const tarnel::tile_product form : every_form()) {
+        for (const tarnel::tile_kernel* form : every_form()) {
             double sums[tile_columns][tile_rows];
             std::memcpy(sums, tile.sums, sizeof sums);
-            form(n, tile.w.data(), tile.u.data(), sums);
+            form->add_columns(n, tile.w.data(), tile.top, sums);
             EXPECT_EQ(std::memcmp(sums, expected, sizeof expected), 0) << n;
+            std::memcpy(sums, tile.sums, sizeof sums);
+            for (std::size_t c = 0; c < tile_columns; ++c) form->add_column(n, tile.w.data(), tile.top[c], sums[c]);
+            EXPECT_EQ(std::memcmp(sums, expected, sizeof expected), 0) << n << ", one column";
         }
     }
 }
 
+// Rows of a tile in columns that begin at the given rows, worked out one entry at a time; everything else is left.
+TEST(skyline_kernel, rows_of_whole_and_partial_tiles_are_finished_one_entry_after_another)
+{
+    std::mt19937 random(5);
+    const std::vector<std::vector<int>> tops = {{0, 0, 0, 0, 0, 0, 0, 0},     {-9, -1, 0, -3, 0, -20, 0, -5},
+                                                {0, 0, 0, 1, 0, 0, 0, 0},     {16, 16, 16, 16, 16, 16, 16, 16},
+                                                {3, -2, 15, 16, 40, 7, 8, 9}, {0, 1, 2, 3, 4, 5, 6, 7}};
+    for (int rows = 1; rows <= tile_rows; ++rows)
+        for (const std::vector<int>& top : tops) {
+            tile_data tile;
+            fill_tile(tile_rows, random, tile);
+            std::vector<double> pivots;
+            for (int r = 0; r < rows; ++r) pivots.push_back(wide_ranging(random));
+            std::vector<double> expected[tile_columns];
+            for (std::size_t c = 0; c < tile_columns; ++c) {
+                expected[c] = tile.u[c];
+                double sums[tile_rows];
+                std::memcpy(sums, tile.sums[c], sizeof sums);
+                for (int r = std::max(top[c], 0); r < rows; ++r) {
+                    double& term = expected[c][static_cast<std::size_t>(tile_rows - 1 - r)];
+                    term = (term - sums[r]) / pivots[static_cast<std::size_t>(r)];
+                    for (int s = r + 1; s < rows; ++s) {
+                        const double product = tile.w[static_cast<std::size_t>(r * tile_rows + s)] * term;
+                        sums[s] = sums[s] + product;
+                    }
+                }
+            }
+            for (const tarnel::tile_kernel* form : every_form()) {
+                std::vector<double> got[tile_columns];
+                double* u[tile_columns];
+                int first[tile_columns];
+                for (std::size_t c = 0; c < tile_columns; ++c) {
+                    got[c] = tile.u[c];
+                    u[c] = got[c].data() + tile_rows - 1;
+                    first[c] = top[c];
+                }
+                form->finish_rows(rows, tile.w.data(), pivots.data(), u, first, tile.sums);
+                for (std::size_t c = 0; c < tile_columns; ++c)
+                    EXPECT_TRUE(same_bits(got[c].data(), expected[c].data(), tile_rows))
+                        << rows << " rows, column " << c << " from " << top[c];
+            }
+        }
+}
+
 TEST(skyline_kernel, portable_form_is_always_there_and_last)
 {
-    EXPECT_EQ(every_form().back(), tarnel::add_products_portable);
-    EXPECT_EQ(every_form().front(), tarnel::fastest_tile_product());
+    EXPECT_EQ(every_form().back(), &tarnel::portable_tile_kernel);
+    EXPECT_EQ(every_form().front(), &tarnel::fastest_tile_kernel());
 }
 
 TEST(skyline_kernel, product_and_sum_are_rounded_apart)
 {
     // (1 + e)^2 rounds to 1 + 2 e; fused with -(1 + 2 e) the lost e^2 would remain.
     const double e = std::ldexp(1.0, -30);
-    for (const tarnel::tile_product product : every_form()) {
-        const std::vector<double> w(tile_rows, 1.0 + e), u(tile_columns, 1.0 + e);
+    for (const tarnel::tile_kernel* form : every_form()) {
+        const std::vector<double> w(tile_rows, 1.0 + e), u(1, 1.0 + e);
+        const double* columns[tile_columns];
+        std::fill(columns, columns + tile_columns, u.data());
         double sums[tile_columns][tile_rows];
         for (auto& column : sums)
             for (double& sum : column) sum = -(1.0 + 2.0 * e);
-        product(1, w.data(), u.data(), sums);
-        for (const auto& column : sums)
-            for (const double sum : column) EXPECT_EQ(sum, 0.0);
+        form->add_columns(1, w.data(), columns, sums);
+        form->add_column(1, w.data(), u.data(), sums[0]);
+        for (int r = 0; r < tile_rows; ++r) EXPECT_EQ(sums[0][r], 1.0 + 2.0 * e) << r; // added twice
+        for (int c = 1; c < tile_columns; ++c)
+            for (const double sum : sums[c]) EXPECT_EQ(sum, 0.0);
     }
 }
 
@@ -174,20 +233,20 @@ TEST_F(skyline_factor, block_of_any_profile_is_factorised_to_the_textbooks_bits_
             const auto kind = n % 2 == 0 ? definiteness::positive : definiteness::indefinite;
             const skyline_columns a = random_matrix(ragged(n, highest, random), kind, random);
             const std::string what = std::to_string(n) + " unknowns, heights up to " + std::to_string(highest);
-            for (const tarnel::tile_product form : every_form()) expect_textbook(a, factorise(a, form), what);
+            for (const tarnel::tile_kernel* form : every_form()) expect_textbook(a, factorise(a, *form), what);
         }
 }
 
 TEST_F(skyline_factor, two_blocks_and_groups_of_any_size_give_the_same_bits)
 {
     std::mt19937 random(3);
-    const int n = 150;
-    for (const int highest : {5, 40, 150}) {
+    const int n = 300;
+    for (const int highest : {5, 40, 300}) {
         const skyline_columns a = random_matrix(ragged(n, highest, random), definiteness::indefinite, random);
-        for (const int split : {1, 7, 8, 9, 64, 65, 100, 149})
-            for (const int most : {1, 3, 8, 13, 64}) {
+        for (const int split : {1, 15, 16, 17, 128, 129, 200, 299})
+            for (const int most : {1, 3, 16, 29, 128}) {
                 const std::string what = std::to_string(split) + " columns before, groups of " + std::to_string(most);
-                expect_textbook(a, factorise(a, tarnel::fastest_tile_product(), split, most), what);
+                expect_textbook(a, factorise(a, tarnel::fastest_tile_kernel(), split, most), what);
             }
     }
 }
@@ -197,19 +256,19 @@ TEST_F(skyline_factor, room_for_few_columns_gives_the_same_bits)
     std::mt19937 random(4);
     const skyline_columns a = random_matrix(ragged(130, 130, random), definiteness::positive, random);
     for (const int work_length : {130, 5000, 10000, 40000})
-        expect_textbook(a, factorise(a, tarnel::fastest_tile_product(), 70, 0, work_length), "");
+        expect_textbook(a, factorise(a, tarnel::fastest_tile_kernel(), 70, 0, work_length), "");
 }
 
-TEST_F(skyline_factor, group_holds_at_most_sixty_four_columns_and_at_least_a_tile)
+TEST_F(skyline_factor, group_holds_at_most_128_columns_and_at_least_a_tile)
 {
     run_stage([](std::FILE* log) {
         const auto most = [&](int nband, int work_length) {
-            return tarnel::make_group(log, nband, work_length, tarnel::add_products_portable).most;
+            return tarnel::make_group(log, nband, work_length, tarnel::portable_tile_kernel).most;
         };
-        EXPECT_EQ(most(100, 100), 8);
-        EXPECT_EQ(most(100, 4 * 108 * 8 * 2 - 1), 8);
-        EXPECT_EQ(most(100, 4 * 108 * 8 * 2), 16);
-        EXPECT_EQ(most(100, 999999999), 64);
+        EXPECT_EQ(most(100, 100), 16);
+        EXPECT_EQ(most(100, 4 * 116 * 16 * 2 - 1), 16);
+        EXPECT_EQ(most(100, 4 * 116 * 16 * 2), 32);
+        EXPECT_EQ(most(100, 999999999), 128);
     });
 }
 
@@ -217,7 +276,7 @@ TEST_F(skyline_factor, hand_worked_matrix_gives_its_factor)
 {
     // A = U^T D U with d = (4, -2, 3), u_01 = 1/2, u_02 = -1, u_12 = 2:
     // a_01 = 2, a_11 = 1 - 2 = -1, a_02 = -4, a_12 = -2 - 4 = -6, a_22 = 4 - 8 + 3 = -1
-    const factor_outcome got = factorise({{4}, {-1, 2}, {-1, -6, -4}}, tarnel::fastest_tile_product());
+    const factor_outcome got = factorise({{4}, {-1, 2}, {-1, -6, -4}}, tarnel::fastest_tile_kernel());
     EXPECT_EQ(got.columns, (skyline_columns{{4}, {-2, 0.5}, {3, 2, -1}}));
     EXPECT_EQ(got.pivots, (std::vector<double>{4, -2, 3}));
 }
@@ -227,7 +286,7 @@ TEST_F(skyline_factor, small_pivot_is_singular_at_every_place_of_a_tile)
     for (std::size_t j = 0; j < 20; ++j) {
         skyline_columns a;
         for (std::size_t i = 0; i < 20; ++i) a.push_back({i == j ? 0.0 : 2.0});
-        const factor_outcome got = factorise(a, tarnel::fastest_tile_product());
+        const factor_outcome got = factorise(a, tarnel::fastest_tile_kernel());
         EXPECT_TRUE(got.failed);
         EXPECT_EQ(got.log, "      Error. The global matrix is singular.\n             unknown no. = " +
                                std::to_string(j) + " \n");
@@ -237,7 +296,7 @@ TEST_F(skyline_factor, small_pivot_is_singular_at_every_place_of_a_tile)
 TEST_F(skyline_factor, pivot_of_the_thresholds_magnitude_is_accepted)
 {
     const auto failed = [](double pivot) {
-        return factorise({{1.0}, {1.0 + pivot, 1.0}}, tarnel::fastest_tile_product(), 0, 0, 1000000, 0.25).failed;
+        return factorise({{1.0}, {1.0 + pivot, 1.0}}, tarnel::fastest_tile_kernel(), 0, 0, 1000000, 0.25).failed;
     };
     EXPECT_FALSE(failed(0.25));
     EXPECT_FALSE(failed(-0.25));
@@ -258,6 +317,6 @@ TEST_F(skyline_factor, first_small_pivot_is_the_one_named)
             a[j][j - 1] = 3.0;
         }
     }
-    EXPECT_EQ(factorise(a, tarnel::fastest_tile_product()).log,
+    EXPECT_EQ(factorise(a, tarnel::fastest_tile_kernel()).log,
               "      Error. The global matrix is singular.\n             unknown no. = 3 \n");
 }
