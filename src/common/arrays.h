@@ -30,6 +30,16 @@ template <class T> owned_array<T> zero_array(std::FILE* log, const char* name, s
     return owned_array<T>(static_cast<T*>(zeros));
 }
 
+// n places of T that hold nothing yet.
+//   errors  "      Error. Can't allocate (name).\n"
+template <class T> owned_array<T> empty_array(std::FILE* log, const char* name, std::size_t n)
+{
+    static_assert(std::is_trivially_copyable_v<T> && std::is_trivially_destructible_v<T>);
+    void* places = n <= static_cast<std::size_t>(-1) / sizeof(T) ? std::malloc(n > 0 ? n * sizeof(T) : 1) : nullptr;
+    if (places == nullptr) fail(log, "      Error. Can't allocate (%s).\n", name);
+    return owned_array<T>(static_cast<T*>(places));
+}
+
 // An array that grows by doubling; places beyond its size hold nothing yet.
 template <class T> struct growing_array {
     owned_array<T> values;

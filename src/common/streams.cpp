@@ -23,7 +23,7 @@ static bool open_stream(owned_file& stream, char (&stored)[file_name_characters]
 bool open_input(std::FILE* log, input_file& file, const char* path, const char* name)
 {
     if (!open_stream(file.stream, file.name, path, name, "rb")) return false;
-    file.buffer = zero_array<char>(log, "stream", stream_buffer_bytes);
+    file.buffer = empty_array<char>(log, "stream", 2 * stream_buffer_bytes);
     file.at = file.filled = 0;
     return true;
 }
@@ -31,7 +31,7 @@ bool open_input(std::FILE* log, input_file& file, const char* path, const char* 
 bool open_output(std::FILE* log, output_file& file, const char* path, const char* name, content kind)
 {
     if (!open_stream(file.stream, file.name, path, name, kind == content::text ? "w" : "wb")) return false;
-    file.buffer = zero_array<char>(log, "stream", stream_buffer_bytes);
+    file.buffer = empty_array<char>(log, "stream", stream_buffer_bytes);
     file.filled = 0;
     return true;
 }
@@ -40,16 +40,17 @@ std::size_t fill_buffer(input_file& file, std::size_t want)
 {
     const std::size_t left = file.filled - file.at;
     if (left >= want) return left;
-    std::memmove(file.buffer.get(), file.buffer.get() + file.at, left);
-    file.at = 0;
-    file.filled = left;
-    while (file.filled < want) {
+    // What is left goes before the place that the system fills, so that its copies are whole and aligned.
+    std::memmove(file.buffer.get() + stream_buffer_bytes - left, file.buffer.get() + file.at, left);
+    file.at = stream_buffer_bytes - left;
+    file.filled = stream_buffer_bytes;
+    while (file.filled - file.at < want) {
         const std::size_t got =
-            std::fread(file.buffer.get() + file.filled, 1, stream_buffer_bytes - file.filled, file.stream.get());
+            std::fread(file.buffer.get() + file.filled, 1, 2 * stream_buffer_bytes - file.filled, file.stream.get());
         if (got == 0) break;
         file.filled += got;
     }
-    return file.filled;
+    return file.filled - file.at;
 }
 
 std::uint64_t bytes_left(input_file& file)
@@ -98,10 +99,16 @@ static void pass_to_system(std::FILE* log, output_file& file, const void* from, 
 
 void write_bytes_slowly(std::FILE* log, output_file& file, const void* from, std::size_t n)
 {
-    pass_to_system(log, file, file.buffer.get(), std::exchange(file.filled, 0));
-    if (n >= stream_buffer_bytes) return pass_to_system(log, file, from, n);
-    std::memcpy(file.buffer.get(), from, n);
-    file.filled = n;
+    // The system takes whole buffers, so that its pages are filled one by one.
+    const char* bytes = static_cast<const char*>(from);
+    const std::size_t fits = stream_buffer_bytes - file.filled;
+    std::memcpy(file.buffer.get() + file.filled, bytes, fits);
+    file.filled = 0;
+    pass_to_system(log, file, file.buffer.get(), stream_buffer_bytes);
+    const std::size_t whole = (n - fits) / stream_buffer_bytes * stream_buffer_bytes;
+    pass_to_system(log, file, bytes + fits, whole);
+    file.filled = n - fits - whole;
+    std::memcpy(file.buffer.get(), bytes + fits + whole, file.filled);
 }
 
 void flush_output(std::FILE* log, output_file& file)

@@ -20,7 +20,7 @@ struct close_file {
 };
 using owned_file = std::unique_ptr<std::FILE, close_file>;
 
-inline constexpr std::size_t stream_buffer_bytes = 65536;
+inline constexpr std::size_t stream_buffer_bytes = 131072;
 inline constexpr std::size_t file_name_characters = 80;
 
 struct input_file {

@@ -27,8 +27,9 @@ static std::string pattern(std::size_t n)
     return text;
 }
 
-static const std::size_t sizes[] = {0, 1, 100, 65535, 65536, 65537, 131071, 131072, 131073, 200000};
-static const std::size_t pieces[] = {1, 7, 8, 4096, 65535, 65536, 65537, 100000, 200000};
+static const std::size_t sizes[] = {0,      1,      100,    65535,  65536,  65537, 131071,
+                                    131072, 131073, 262143, 262144, 262145, 300000};
+static const std::size_t pieces[] = {1, 7, 8, 4096, 65535, 65536, 65537, 131071, 131072, 131073, 200000};
 
 TEST_F(streams, bytes_arrive_whatever_the_sizes_of_the_writes)
 {
@@ -48,11 +49,11 @@ TEST_F(streams, bytes_arrive_whatever_the_sizes_of_the_writes)
 
 TEST_F(streams, small_and_large_writes_keep_their_order)
 {
-    const std::string content = pattern(300000);
+    const std::string content = pattern(603220);
     const stage_outcome outcome = run_stage([&](std::FILE* log) {
         opened_output out("out.tmp");
         std::size_t at = 0;
-        for (const std::size_t piece : {3UL, 65536UL, 65533UL, 3UL, 1UL, 0UL, 70000UL, 65530UL, 6UL, 33388UL}) {
+        for (const std::size_t piece : {3UL, 131072UL, 131069UL, 3UL, 1UL, 0UL, 140000UL, 131066UL, 6UL, 70000UL}) {
             write_bytes(log, out, content.data() + at, piece, "w");
             at += piece;
         }
@@ -94,7 +95,7 @@ TEST_F(streams, read_beyond_the_end_fails_whatever_the_size)
         write_file("in.tmp", pattern(size));
         for (const std::size_t before : {std::size_t{0}, std::size_t{1}, size / 2, size}) {
             if (before > size) continue;
-            for (const std::size_t beyond : {std::size_t{1}, std::size_t{70000}}) {
+            for (const std::size_t beyond : {std::size_t{1}, std::size_t{140000}}) {
                 opened_input in("in.tmp");
                 std::vector<char> read(size + beyond);
                 EXPECT_TRUE(read_bytes(in, read.data(), before));
@@ -144,32 +145,32 @@ TEST_F(streams, values_are_written_in_the_machines_order)
 
 TEST_F(streams, counting_the_bytes_left_does_not_move_the_file)
 {
-    const std::string content = pattern(150000);
+    const std::string content = pattern(300000);
     write_file("in.tmp", content);
     opened_input in("in.tmp");
-    EXPECT_EQ(bytes_left(in), 150000U);
+    EXPECT_EQ(bytes_left(in), 300000U);
     std::string read(content.size(), '\0');
     EXPECT_TRUE(read_bytes(in, read.data(), 10));
-    EXPECT_EQ(bytes_left(in), 149990U);
-    EXPECT_TRUE(read_bytes(in, read.data() + 10, 65530)); // across the buffer's end
-    EXPECT_EQ(bytes_left(in), 84460U);
-    EXPECT_TRUE(read_bytes(in, read.data() + 65540, 80000)); // past the buffer
-    EXPECT_EQ(bytes_left(in), 4460U);
-    EXPECT_TRUE(read_bytes(in, read.data() + 145540, 4460));
+    EXPECT_EQ(bytes_left(in), 299990U);
+    EXPECT_TRUE(read_bytes(in, read.data() + 10, 131066)); // across the buffer's end
+    EXPECT_EQ(bytes_left(in), 168924U);
+    EXPECT_TRUE(read_bytes(in, read.data() + 131076, 160000)); // past the buffer
+    EXPECT_EQ(bytes_left(in), 8924U);
+    EXPECT_TRUE(read_bytes(in, read.data() + 291076, 8924));
     EXPECT_EQ(bytes_left(in), 0U);
     EXPECT_TRUE(read == content);
 }
 
 TEST_F(streams, buffer_is_filled_without_losing_what_it_holds)
 {
-    const std::string content = pattern(65536 + 50);
+    const std::string content = pattern(stream_buffer_bytes + 50);
     write_file("in.tmp", content);
     opened_input in("in.tmp");
     EXPECT_GE(fill_buffer(in, 102), 102U);
     EXPECT_EQ(content.compare(0, 102, in.buffer.get() + in.at, 102), 0);
-    in.at += 65500;
+    in.at += stream_buffer_bytes - 36;
     EXPECT_EQ(fill_buffer(in, 102), 86U); // all there is
-    EXPECT_EQ(content.compare(65500, 86, in.buffer.get() + in.at, 86), 0);
+    EXPECT_EQ(content.compare(stream_buffer_bytes - 36, 86, in.buffer.get() + in.at, 86), 0);
     in.at += 86;
     EXPECT_EQ(fill_buffer(in, 1), 0U);
     EXPECT_EQ(fill_buffer(in, 0), 0U);
@@ -204,7 +205,7 @@ TEST_F(streams, directory_in_a_files_place_is_a_short_read)
     const stage_outcome outcome = run_stage([](std::FILE* log) {
         input_file in;
         if (!open_input(log, in, "t-nodes-struct.tmp", "t-nodes-struct.tmp")) return; // some systems say so here
-        char records[70000];
+        char records[140000];
         EXPECT_FALSE(read_bytes(in, records, sizeof records)); // past the buffer too
         EXPECT_EQ(fill_buffer(in, 102), 0U);
         read_value<std::int32_t>(log, in, "r");
@@ -244,13 +245,16 @@ TEST_F(streams, refused_write_has_the_tag_of_the_item_that_the_system_refused)
         std::size_t first, second, third;
         const char* tag;
     } rows[] = {
-        {1, 1, 1, "w3"},                                               // all in the buffer: the last item
-        {65530, 6, 0, "w3"},                                           // the buffer is full, and still ours
-        {65530, 7, 1, "w2"},                                           // it runs over here
-        {65536, 1, 1, "w2"}, {65535, 1, 1, "w3"}, {65537, 1, 1, "w1"}, // past the buffer at once
-        {1, 65536, 1, "w2"}, {1, 65535, 1, "w3"},
+        {1, 1, 1, "w3"},                       // all in the buffer: the last item
+        {stream_buffer_bytes - 6, 6, 0, "w3"}, // the buffer is full, and still ours
+        {stream_buffer_bytes - 6, 7, 1, "w2"}, // it runs over here
+        {stream_buffer_bytes, 1, 1, "w2"},
+        {stream_buffer_bytes - 1, 1, 1, "w3"},
+        {stream_buffer_bytes + 1, 1, 1, "w1"}, // past the buffer at once
+        {1, stream_buffer_bytes, 1, "w2"},
+        {1, stream_buffer_bytes - 1, 1, "w3"},
     };
-    const std::string zeros(70000, '\0');
+    const std::string zeros(140000, '\0');
     for (const auto& row : rows) {
         for (const bool closed : {false, true}) {
             const stage_outcome outcome = run_stage([&](std::FILE* log) {
@@ -283,7 +287,7 @@ TEST_F(streams, nothing_written_to_a_full_disk_is_no_failure)
 
 TEST_F(streams, run_that_ends_early_leaves_the_file_as_far_as_it_was_written)
 {
-    for (const std::size_t size : {std::size_t{0}, std::size_t{5}, std::size_t{65536}, std::size_t{100000}}) {
+    for (const std::size_t size : {std::size_t{0}, std::size_t{5}, std::size_t{131072}, std::size_t{200000}}) {
         const std::string content = pattern(size);
         const stage_outcome outcome = run_stage([&](std::FILE* log) {
             opened_output out("out.tmp");

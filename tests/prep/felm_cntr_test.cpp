@@ -293,7 +293,8 @@ TEST_F(felm_cntr, refused_write_names_its_item)
     const struct {
         std::size_t room;
         const char* tag;
-    } rows[] = {{0, "w1"}, {3, "w1"}, {4, "w2"}, {27, "w2"}, {28, "w3"}, {31, "w3"}, {32, "w3"}, {65536, "w3"}};
+    } rows[] = {{0, "w1"},  {3, "w1"},  {4, "w2"},  {27, "w2"},
+                {28, "w3"}, {31, "w3"}, {32, "w3"}, {tarnel::stream_buffer_bytes, "w3"}};
     for (const auto& row : rows) {
         opened_input nodes("t-nodes-struct.tmp"), felms("t-felms-struct.tmp");
         const stage_outcome outcome =

@@ -574,7 +574,8 @@ TEST_F(felm_struct, limits_of_900_million_are_bounds_and_nothing_else)
 
 TEST_F(felm_struct, refused_write_is_reported)
 {
-    for (const std::size_t room : {0u, 255u, 256u, 511u, 512u, 65536u}) {
+    for (const std::size_t room : {std::size_t{0}, std::size_t{255}, std::size_t{256}, std::size_t{511},
+                                   std::size_t{512}, tarnel::stream_buffer_bytes}) {
         const stage_outcome outcome = files().join_on_full_device(room);
         EXPECT_TRUE(outcome.failed) << room;
         EXPECT_EQ(outcome.log, heading + "      Error. in at-felm-struct.tmp(w).\n");

@@ -265,8 +265,17 @@ TEST_F(matrix_index, refused_write_names_its_item)
     const struct {
         std::size_t room;
         const char* tag;
-    } rows[] = {{0, "w1"},  {3, "w1"},  {4, "w2"},  {8, "w3"},  {15, "w3"},   {16, "w2"},
-                {20, "w3"}, {24, "w4"}, {27, "w4"}, {28, "w4"}, {65536, "w4"}};
+    } rows[] = {{0, "w1"},
+                {3, "w1"},
+                {4, "w2"},
+                {8, "w3"},
+                {15, "w3"},
+                {16, "w2"},
+                {20, "w3"},
+                {24, "w4"},
+                {27, "w4"},
+                {28, "w4"},
+                {tarnel::stream_buffer_bytes, "w4"}};
     for (const auto& row : rows) {
         opened_input nodes("at-node-struct.tmp"), felms("t-felms-struct.tmp");
         const stage_outcome outcome =

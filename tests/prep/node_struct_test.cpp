@@ -376,7 +376,8 @@ TEST_F(node_struct, limits_of_900_million_are_bounds_and_nothing_else)
 
 TEST_F(node_struct, refused_write_is_reported)
 {
-    for (const std::size_t room : {0u, 55u, 56u, 4u * 56, 5u * 56 - 1, 5u * 56, 65536u}) {
+    for (const std::size_t room : {std::size_t{0}, std::size_t{55}, std::size_t{56}, std::size_t{4 * 56},
+                                   std::size_t{5 * 56 - 1}, std::size_t{5 * 56}, tarnel::stream_buffer_bytes}) {
         renew_file("t-nodes-struct.tmp", square_nodes);
         renew_file("t-felms-struct.tmp", square);
         renew_file("at-fixc-data.tmp", free_nodes);

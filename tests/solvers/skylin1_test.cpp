@@ -475,11 +475,12 @@ TEST_F(skylin1, file_that_cannot_be_written_gives_the_two_lines)
 
 TEST_F(skylin1, full_disk_is_reported_for_the_item_that_it_refuses)
 {
-    // Records of 16 bytes after a header of 16: 4,095 of them fill the buffer of 65,536 bytes.
+    // Records of 16 bytes after a header of 16 fill the buffer.
+    const std::size_t fit = tarnel::stream_buffer_bytes / 16 - 1;
     write_file("t-skylin.txt", "10000 1 20\n/dev/full\n");
-    write_matrix(skyline_columns(4095, {4.0}));
+    write_matrix(skyline_columns(fit, {4.0}));
     EXPECT_TRUE(factorise().log.ends_with(writing_log(1) + column_error + "w2).\n"));
-    write_matrix(skyline_columns(4096, {4.0}));
+    write_matrix(skyline_columns(fit + 1, {4.0}));
     EXPECT_TRUE(factorise().log.ends_with(writing_log(1) + column_error + "w1).\n"));
     write_matrix({{4}});
     const stage_outcome outcome = factorise();

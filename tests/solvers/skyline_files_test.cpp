@@ -102,9 +102,9 @@ TEST_F(skyline_setup_text, line_ends_of_two_characters_count_and_show_as_one)
     expect_setup("10 2 4\r\nabc\r\nde\r\n", 10, {"abc", "de"});
     expect_refused("10 1 3\r\nabc\r\n",
                    "      Error. in t-skylin.txt(2).\n      Error. file name is too long. im = 1 \n");
-    expect_setup("1 1 9\na\rb\n", 1, {"a\rb"}); // alone it is a character like any other
-    const std::string name(65525, 'x');         // the pair straddles a read of 65536 bytes
-    expect_setup("1 2 65530\n" + name + "\r\nb\r\n", 1, {name, "b"});
+    expect_setup("1 1 9\na\rb\n", 1, {"a\rb"});                    // alone it is a character like any other
+    const std::string name(tarnel::stream_buffer_bytes - 11, 'x'); // the pair straddles a full buffer
+    expect_setup("1 2 200000\n" + name + "\r\nb\r\n", 1, {name, "b"});
 }
 
 TEST_F(skyline_setup_text, first_line_needs_three_numbers_within_their_limits)
@@ -347,8 +347,8 @@ TEST_F(skyline_files, terms_cut_short_anywhere_are_refused)
 
 TEST_F(skyline_files, full_disk_is_reported_at_the_item_that_it_refuses)
 {
-    // A buffer of 65536 bytes that is already full makes the disk refuse each item at once.
-    const std::string full(65536, 'x');
+    // A buffer that is already full makes the disk refuse each item at once.
+    const std::string full(tarnel::stream_buffer_bytes, 'x');
     const std::vector<double> terms(3, 1.0);
     const auto log_of = [&](std::size_t filled, const std::function<void(std::FILE*, tarnel::output_file&)>& item) {
         return run_stage([&](std::FILE* log) {
@@ -359,12 +359,12 @@ TEST_F(skyline_files, full_disk_is_reported_at_the_item_that_it_refuses)
             .log;
     };
     const auto header = [](std::FILE* log, tarnel::output_file& out) { write_header(log, out, {1, 0, 0, 1}); };
-    EXPECT_EQ(log_of(65536 - 15, header), header_error + "w1).\n");
+    EXPECT_EQ(log_of(tarnel::stream_buffer_bytes - 15, header), header_error + "w1).\n");
     const auto both = [&](std::FILE* log, tarnel::output_file& out) {
         write_header(log, out, {1, 0, 0, 1});
         write_column(log, out, {3, 0}, terms.data());
     };
-    EXPECT_EQ(log_of(65536 - 16, both), column_error + "w1).\n");
-    EXPECT_EQ(log_of(65536 - 16 - 8, both), column_error + "w2).\n");
-    EXPECT_EQ(log_of(65536 - 16 - 8 - 24, both), "");
+    EXPECT_EQ(log_of(tarnel::stream_buffer_bytes - 16, both), column_error + "w1).\n");
+    EXPECT_EQ(log_of(tarnel::stream_buffer_bytes - 16 - 8, both), column_error + "w2).\n");
+    EXPECT_EQ(log_of(tarnel::stream_buffer_bytes - 16 - 8 - 24, both), "");
 }
