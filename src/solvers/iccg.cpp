@@ -1,6 +1,7 @@
 #include "solvers/iccg.h"
 
 #include "common/number_text.h"
+#include "solvers/gradient_passes.h"
 
 #include <algorithm>
 #include <cmath>
@@ -39,53 +40,23 @@ void factorise_incomplete(double eps_zero, matrix_rows& rows, std::FILE* log)
     }
 }
 
-void multiply(const matrix_rows& rows, const double values[], const double p[], double q[])
-{
-    const std::int32_t* columns = rows.mindex.get();
-    const auto n = static_cast<std::size_t>(rows.ndim);
-    std::copy(p, p + n, q);
-    for (std::size_t i = 0; i + 1 < n; ++i) {
-        const double pi = p[i];
-        double qi = q[i];
-        for (std::int64_t t = rows.start[i] + 1; t < rows.start[i + 1]; ++t) {
-            const std::int32_t j = columns[t];
-            qi += values[t] * p[j];
-            q[j] += values[t] * pi;
-        }
-        q[i] = qi;
-    }
-}
-
-void solve_factors(const matrix_rows& rows, const double values[], pivots d, double z[])
-{
-    const std::int32_t* columns = rows.mindex.get();
-    const auto n = static_cast<std::size_t>(rows.ndim);
-    for (std::size_t i = 0; i < n; ++i) {
-        const double zi = z[i];
-        for (std::int64_t t = rows.start[i] + 1; t < rows.start[i + 1]; ++t) z[columns[t]] -= zi * values[t];
-    }
-    if (d == pivots::in_slot_0)
-        for (std::size_t i = 0; i < n; ++i) z[i] = z[i] / values[rows.start[i]];
-    for (std::size_t i = n - 1; i-- > 0;) {
-        double sum = 0.0;
-        for (std::int64_t t = rows.start[i] + 1; t < rows.start[i + 1]; ++t) sum += z[columns[t]] * values[t];
-        z[i] -= sum;
-    }
-}
-
+// What an iteration passes through; a preconditioner that has no factors or pivots leaves them out.
 struct preconditioned_system {
     variant kind;
-    const matrix_rows* rows; // pattern; slot 0 of `products` holds the scale factors
-    const double* products;  // scaled matrix values
-    const double* factors;   // of ICCG
+    product_matrix products;
+    coupling_threes below, above; // of the unit upper factor
+    owned_array<double> pivots;
 };
 
-// z = M^-1 r
-static void precondition(const preconditioned_system& system, const double r[], double z[])
+static const coupling_threes* if_any(const coupling_threes& threes)
 {
-    std::copy(r, r + system.rows->ndim, z);
-    if (system.kind == iccg) solve_factors(*system.rows, system.factors, pivots::in_slot_0, z);
-    if (system.kind == cg) solve_factors(*system.rows, system.products, pivots::unit, z);
+    return threes.count > 0 ? &threes : nullptr;
+}
+
+static void take_factors(std::FILE* log, const matrix_rows& rows, preconditioned_system& system)
+{
+    system.below = couplings_below(log, "amatr", rows, rows.amatr.get(), 0.0);
+    system.above = couplings_above(log, "amatr", rows, rows.amatr.get(), threes_of_a_row::descend, -0.0);
 }
 
 static void log_convergence(variant kind, std::int32_t iter, double deps, double rnorm, double unorm, std::FILE* log)
@@ -97,45 +68,63 @@ static void log_convergence(variant kind, std::int32_t iter, double deps, double
 
 // Iterates from x = 0.
 //   returns false when the right-hand side counts as zero and x is left alone
-static bool iterate(const control& cntl, const preconditioned_system& system, const double b[], double x[], double p[],
-                    double q[], double r[], std::FILE* log)
+static bool iterate(const control& cntl, const preconditioned_system& system, gradient_vectors& v, std::FILE* log)
 {
-    const auto n = static_cast<std::size_t>(system.rows->ndim);
-    std::copy(b, b + n, r);
-    precondition(system, r, p);
-    double rho = inner_product(n, r, p);
+    const coupling_threes* below = if_any(system.below);
+    const coupling_threes* above = if_any(system.above);
+    const double unorm = std::sqrt(inner_product_by_parts(v.n, v.r.get(), v.r.get()));
+    first_forward_pass(v, below);
+    double rho = backward_pass(v, above, system.pivots.get());
     if (cntl.eps_zero > std::fabs(rho)) {
         log_lines(log, "      Warning. norm of right-side vector is zero.\n");
         return false;
     }
-    const double unorm = std::sqrt(inner_product(n, b, b));
+    double alpha = 0.0, beta = 0.0; // x = x + alpha p waits for the next pass over p
     for (std::int32_t iter = 0; iter < cntl.itermax_solv; ++iter) {
-        multiply(*system.rows, system.products, p, q);
-        const double pap = inner_product(n, p, q);
+        const double pap =
+            iter == 0 ? first_product_pass(v, system.products) : product_pass(v, system.products, alpha, beta);
         if (cntl.eps_zero > std::fabs(pap)) {
             log_lines(log, "      Note. {p}[A]{p} is zero.\n");
-            break;
+            return true;
         }
-        const double alpha = rho / pap;
-        for (std::size_t i = 0; i < n; ++i) {
-            x[i] += alpha * p[i];
-            r[i] -= alpha * q[i];
-        }
-        const double rnorm = std::sqrt(inner_product(n, r, r));
+        alpha = rho / pap;
+        const double rnorm = std::sqrt(forward_pass(v, below, alpha));
         const double deps = rnorm / unorm;
         log_convergence(system.kind, iter, deps, rnorm, unorm, log);
         if (cntl.eps_solv > deps) break;
-        precondition(system, r, q);
-        const double rho_new = inner_product(n, r, q);
+        const double rho_new = backward_pass(v, above, system.pivots.get());
         if (cntl.eps_zero > std::fabs(rho_new)) {
             log_lines(log, "      Note. {r}[LDLT]-1{r} is zero.\n");
             break;
         }
-        const double beta = rho_new / rho;
-        for (std::size_t i = 0; i < n; ++i) p[i] = q[i] + beta * p[i];
+        beta = rho_new / rho;
         rho = rho_new;
     }
+    if (cntl.itermax_solv > 0)
+        for (std::size_t i = 0; i < v.n; ++i) v.x[i] = v.x[i] + alpha * v.p[i];
     return true;
+}
+
+// Scales the system and takes it apart for the passes; `scale` keeps d_i = 1 / sqrt(a_ii).
+static preconditioned_system prepare(const control& cntl, variant kind, matrix_rows& rows, double scale[],
+                                     std::FILE* log)
+{
+    const auto n = static_cast<std::size_t>(rows.ndim);
+    for (std::size_t i = 0; i < n; ++i) scale[i] = rows.amatr[static_cast<std::size_t>(rows.start[i])];
+    preconditioned_system system{.kind = kind,
+                                 .products = make_product_matrix(log, "aorgr", rows, rows.amatr.get()),
+                                 .below = {},
+                                 .above = {},
+                                 .pivots = {}};
+    if (kind == scg) return system;
+    if (kind == iccg) {
+        for (std::size_t i = 0; i < n; ++i) rows.amatr[static_cast<std::size_t>(rows.start[i])] = cntl.accel_solv;
+        factorise_incomplete(cntl.eps_zero, rows, log);
+        system.pivots = empty_array<double>(log, "amatr", n);
+        for (std::size_t i = 0; i < n; ++i) system.pivots[i] = rows.amatr[static_cast<std::size_t>(rows.start[i])];
+    }
+    take_factors(log, rows, system);
+    return system;
 }
 
 void t_real_mtsolv_iccg(control cntl, solver_files files, std::FILE* log)
@@ -144,28 +133,20 @@ void t_real_mtsolv_iccg(control cntl, solver_files files, std::FILE* log)
     if (cntl.iopt_solv < 0 || cntl.iopt_solv > 2) fail(log, "      Error. iopt_solv over the limit.\n");
     const auto kind = static_cast<variant>(cntl.iopt_solv);
     system_head head = read_matrix(cntl, files.index, files.matrix, trailers::read, log);
-    matrix_rows& rows = head.rows;
-    const auto n = static_cast<std::size_t>(rows.ndim);
-    const owned_array<double> uvecr = read_right_side(files.vector, rows.ndim, head.ndim1, log);
-    const owned_array<double> xvecr = zero_array<double>(log, "xvecr", n);
-    const owned_array<double> pvecr = zero_array<double>(log, "pvecr", n);
-    const owned_array<double> qvecr = zero_array<double>(log, "qvecr", n);
-    const owned_array<double> rvecr = zero_array<double>(log, "rvecr", n);
-    scale_system(cntl.eps_zero, rows, uvecr.get(), log);
-
-    owned_array<double> aorgr; // the scaled values, when the rows hold the factors
-    if (kind == iccg) {
-        const auto terms = static_cast<std::size_t>(rows.start[n]);
-        aorgr = zero_array<double>(log, "aorgr", terms);
-        std::copy(rows.amatr.get(), rows.amatr.get() + terms, aorgr.get());
-        for (std::size_t i = 0; i < n; ++i) rows.amatr[static_cast<std::size_t>(rows.start[i])] = cntl.accel_solv;
-        factorise_incomplete(cntl.eps_zero, rows, log);
-    }
-    const double* scaled = kind == iccg ? aorgr.get() : rows.amatr.get();
-    const preconditioned_system system = {kind, &rows, scaled, rows.amatr.get()};
-    if (iterate(cntl, system, uvecr.get(), xvecr.get(), pvecr.get(), qvecr.get(), rvecr.get(), log))
-        for (std::size_t i = 0; i < n; ++i) xvecr[i] = xvecr[i] * scaled[rows.start[i]];
-    write_solution(files.solution, rows.ndim, xvecr.get(), log);
+    const std::int32_t ndim = head.rows.ndim;
+    const auto n = static_cast<std::size_t>(ndim);
+    gradient_vectors v{.n = n,
+                       .x = zero_array<double>(log, "xvecr", n + 1),
+                       .p = zero_array<double>(log, "pvecr", n + 1),
+                       .q = zero_array<double>(log, "qvecr", n + 1),
+                       .r = read_right_side(files.vector, ndim, head.ndim1, log)};
+    scale_system(cntl.eps_zero, head.rows, v.r.get(), log);
+    const owned_array<double> scale = empty_array<double>(log, "rvecr", n);
+    const preconditioned_system system = prepare(cntl, kind, head.rows, scale.get(), log);
+    head.rows = {}; // the passes have taken what they need
+    if (iterate(cntl, system, v, log))
+        for (std::size_t i = 0; i < n; ++i) v.x[i] = v.x[i] * scale[i];
+    write_solution(files.solution, ndim, v.x.get(), log);
 }
 
 } // namespace tarnel

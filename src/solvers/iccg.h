@@ -13,17 +13,9 @@ namespace tarnel
 //   source  Meijerink and van der Vorst, Math. Comp. 31 (1977); Kershaw, J. Comput. Phys. 26 (1978)
 void t_real_mtsolv_iccg(control cntl, solver_files files, std::FILE* log);
 
-// The parts of the iteration, on rows with a unit diagonal (slot 0 of each row is not a matrix value).
-
-// Incomplete LDLT in place, no fill-in: slot 0 of each row becomes its pivot, the other slots the factor u.
+// Incomplete LDLT in place, no fill-in, on rows with a unit diagonal: slot 0 of each row becomes its pivot, the other
+// slots the factor u.
 //   errors  a pivot below eps_zero in magnitude, or a NaN: "The global matrix is singular.", row from 0 and the pivot
 void factorise_incomplete(double eps_zero, matrix_rows& rows, std::FILE* log);
-
-// q = A p with a unit diagonal.
-void multiply(const matrix_rows& rows, const double values[], const double p[], double q[]);
-
-// z = (U^T D U)^-1 r with unit upper U and the pivots D, or without D; z holds r on entry.
-enum class pivots { in_slot_0, unit };
-void solve_factors(const matrix_rows& rows, const double values[], pivots d, double z[]);
 
 } // namespace tarnel

@@ -2,10 +2,13 @@
 // Cholesky factorisation, the factorisation beside a transcription of its definition.
 #include "solvers/iccg.h"
 
+#include "solvers/gradient_passes.h"
+
 #include "assembly/hand_files.h"
 
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <limits>
 #include <map>
 #include <random>
@@ -587,46 +590,151 @@ TEST_F(iccg_solver, factors_of_a_full_matrix_multiply_back_to_it)
     });
 }
 
+namespace
+{
+
+// The sum in eight parts, unknown i in part i mod 8; the order within a part is that of the pass.
+double sum_by_parts(const std::vector<double>& a, const std::vector<double>& b, bool descending)
+{
+    double s[8] = {};
+    for (std::size_t k = 0; k < a.size(); ++k) {
+        const std::size_t i = descending ? a.size() - 1 - k : k;
+        const double product = a[i] * b[i];
+        s[i % 8] = s[i % 8] + product;
+    }
+    return ((s[0] + s[1]) + (s[2] + s[3])) + ((s[4] + s[5]) + (s[6] + s[7]));
+}
+
+// Vectors of a size for the passes, with room for the fillers.
+tarnel::gradient_vectors vectors_of(std::size_t n, std::FILE* log)
+{
+    tarnel::gradient_vectors v;
+    v.n = n;
+    v.x = tarnel::zero_array<double>(log, "x", n + 1);
+    v.p = tarnel::zero_array<double>(log, "p", n + 1);
+    v.q = tarnel::zero_array<double>(log, "q", n + 1);
+    v.r = tarnel::zero_array<double>(log, "r", n + 1);
+    return v;
+}
+
+std::vector<double> taken(const tarnel::owned_array<double>& from, std::size_t n)
+{
+    return {from.get(), from.get() + n};
+}
+
+// As many_systems, and some whose rows fill more than two blocks; signed zeros among the right-hand sides.
+std::vector<sparse_system> systems_of_all_sizes()
+{
+    std::vector<sparse_system> systems = many_systems();
+    for (const int n : {511, 512, 513, 1300}) systems.push_back(scaled_system(n, 0.006, static_cast<unsigned>(n)));
+    for (sparse_system& system : systems)
+        for (std::size_t i = 0; i < system.b.size(); i += 5) system.b[i] = i % 2 == 0 ? -0.0 : 0.0;
+    return systems;
+}
+
+std::vector<double> product_by_definition(const sparse_system& system, const std::vector<double>& p)
+{
+    std::vector<double> q = p;
+    for (std::size_t i = 0; i < p.size(); ++i)
+        for (std::size_t k = 1; k < system.columns[i].size(); ++k) {
+            const auto j = static_cast<std::size_t>(system.columns[i][k]);
+            q[i] += system.values[i][k] * p[j];
+            q[j] += system.values[i][k] * p[i];
+        }
+    return q;
+}
+
+bool same_bits(const std::vector<double>& a, const std::vector<double>& b)
+{
+    return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(double)) == 0;
+}
+
+} // namespace
+
 TEST_F(iccg_solver, product_has_a_unit_diagonal_and_is_its_definition_bit_for_bit)
 {
-    for (const sparse_system& system : many_systems()) {
+    for (const sparse_system& system : systems_of_all_sizes()) {
         const std::size_t n = system.columns.size();
-        std::vector<double> expected = system.b, got(n, 99.0);
-        for (std::size_t i = 0; i < n; ++i)
-            for (std::size_t k = 1; k < system.columns[i].size(); ++k) {
-                const auto j = static_cast<std::size_t>(system.columns[i][k]);
-                expected[i] += system.values[i][k] * system.b[j];
-                expected[j] += system.values[i][k] * system.b[i];
-            }
         run_stage([&](std::FILE* log) {
             const tarnel::matrix_rows rows = flat_rows(system, log);
-            tarnel::multiply(rows, rows.amatr.get(), system.b.data(), got.data());
+            const tarnel::product_matrix a = make_product_matrix(log, "a", rows, rows.amatr.get());
+            tarnel::gradient_vectors v = vectors_of(n, log);
+            std::copy(system.b.begin(), system.b.end(), v.q.get());
+            std::vector<double> p = system.b, q = product_by_definition(system, p), x(n, 0.0);
+            EXPECT_EQ(first_product_pass(v, a), sum_by_parts(p, q, false)) << n;
+            EXPECT_TRUE(same_bits(taken(v.p, n), p)) << n;
+            EXPECT_TRUE(same_bits(taken(v.q, n), q)) << n;
+
+            // q stands for the preconditioned residual now
+            const double alpha = 0.7, beta = -1.3;
+            for (std::size_t i = 0; i < n; ++i) {
+                x[i] = x[i] + alpha * p[i];
+                p[i] = q[i] + beta * p[i];
+            }
+            q = product_by_definition(system, p);
+            EXPECT_EQ(product_pass(v, a, alpha, beta), sum_by_parts(p, q, false)) << n;
+            EXPECT_TRUE(same_bits(taken(v.x, n), x)) << n;
+            EXPECT_TRUE(same_bits(taken(v.p, n), p)) << n;
+            EXPECT_TRUE(same_bits(taken(v.q, n), q)) << n;
         });
-        EXPECT_EQ(got, expected) << n;
     }
 }
 
 TEST_F(iccg_solver, solution_with_the_factors_is_its_definition_bit_for_bit)
 {
-    for (const sparse_system& system : many_systems())
+    for (const sparse_system& system : systems_of_all_sizes())
         for (const bool divided : {true, false}) {
             const std::size_t n = system.columns.size();
-            std::vector<double> expected = system.b, got = system.b;
-            for (std::size_t i = 0; i < n; ++i)
-                for (std::size_t k = 1; k < system.columns[i].size(); ++k)
-                    expected[static_cast<std::size_t>(system.columns[i][k])] -= expected[i] * system.values[i][k];
-            for (std::size_t i = 0; i < n && divided; ++i) expected[i] = expected[i] / system.values[i][0];
-            for (std::size_t i = n - 1; i-- > 0;) {
-                double sum = 0;
-                for (std::size_t k = 1; k < system.columns[i].size(); ++k)
-                    sum += expected[static_cast<std::size_t>(system.columns[i][k])] * system.values[i][k];
-                expected[i] -= sum;
-            }
             run_stage([&](std::FILE* log) {
                 const tarnel::matrix_rows rows = flat_rows(system, log);
-                tarnel::solve_factors(rows, rows.amatr.get(),
-                                      divided ? tarnel::pivots::in_slot_0 : tarnel::pivots::unit, got.data());
+                const tarnel::coupling_threes below = couplings_below(log, "below", rows, rows.amatr.get(), 0.0);
+                const tarnel::coupling_threes above =
+                    couplings_above(log, "above", rows, rows.amatr.get(), tarnel::threes_of_a_row::descend, -0.0);
+                std::vector<double> pivots;
+                for (const auto& row : system.values) pivots.push_back(row[0]);
+                const auto substitute = [&](std::vector<double> z) {
+                    for (std::size_t i = 0; i < n; ++i)
+                        for (std::size_t k = 1; k < system.columns[i].size(); ++k)
+                            z[static_cast<std::size_t>(system.columns[i][k])] -= z[i] * system.values[i][k];
+                    for (std::size_t i = 0; i < n && divided; ++i) z[i] = z[i] / pivots[i];
+                    for (std::size_t i = n - 1; i-- > 0;) {
+                        double sum = 0;
+                        for (std::size_t k = 1; k < system.columns[i].size(); ++k)
+                            sum += z[static_cast<std::size_t>(system.columns[i][k])] * system.values[i][k];
+                        z[i] -= sum;
+                    }
+                    return z;
+                };
+                tarnel::gradient_vectors v = vectors_of(n, log);
+                std::copy(system.b.begin(), system.b.end(), v.r.get());
+                first_forward_pass(v, &below);
+                const double* d = divided ? pivots.data() : nullptr;
+                std::vector<double> z = substitute(system.b);
+                EXPECT_EQ(backward_pass(v, &above, d), sum_by_parts(system.b, z, true)) << n;
+                EXPECT_TRUE(same_bits(taken(v.q, n), z)) << n;
+
+                // q stands for A p now
+                const double alpha = 0.3;
+                std::vector<double> r = system.b;
+                for (std::size_t i = 0; i < n; ++i) r[i] = r[i] - alpha * z[i];
+                EXPECT_EQ(forward_pass(v, &below, alpha), sum_by_parts(r, r, false)) << n;
+                EXPECT_TRUE(same_bits(taken(v.r, n), r)) << n;
+                z = substitute(r);
+                EXPECT_EQ(backward_pass(v, &above, d), sum_by_parts(r, z, true)) << n;
+                EXPECT_TRUE(same_bits(taken(v.q, n), z)) << n;
             });
-            EXPECT_EQ(got, expected) << n;
         }
+}
+
+TEST_F(iccg_solver, without_a_factor_the_residual_stands_for_itself)
+{
+    run_stage([&](std::FILE* log) {
+        tarnel::gradient_vectors v = vectors_of(3, log);
+        for (std::size_t i = 0; i < 3; ++i) v.r[i] = static_cast<double>(i + 1);
+        first_forward_pass(v, nullptr);
+        EXPECT_EQ(backward_pass(v, nullptr, nullptr), 14.0);
+        EXPECT_EQ(taken(v.q, 3), (std::vector<double>{1, 2, 3}));
+        EXPECT_EQ(forward_pass(v, nullptr, 2.0), 14.0); // r - 2 r
+        EXPECT_EQ(taken(v.q, 3), (std::vector<double>{-1, -2, -3}));
+    });
 }
