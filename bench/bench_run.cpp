@@ -1,33 +1,23 @@
 // How long does a whole run take, where does the time go, and how much memory does it need? Each model is run several
 // times; the run whose total is the median stands for it, with its own split. A model with a reference beside it must
 // have given the right energy before its times are shown.
-#include "reference_models.h"
 #include "support/energy.h"
 #include "support/measured_run.h"
+#include "support/reference.h"
 #include "support/stage_split.h"
 #include "support/table.h"
 
 #include <algorithm>
 #include <charconv>
-#include <cmath>
 #include <cstdio>
-#include <cstdlib>
 #include <exception>
-#include <fstream>
 #include <optional>
 #include <stdexcept>
 #include <string_view>
 
 using namespace tarnel_bench;
 
-constexpr double energy_tolerance = 1e-6;       // relative
-constexpr double near_tolerance = 1e-2;         // where the element results only come near, see energy.h
 constexpr std::int32_t many_unknowns = 100'000; // from here on three runs rather than five
-
-struct reference {
-    std::string name, size;
-    double energy;
-};
 
 struct model_figures {
     std::string name, size;
@@ -38,33 +28,6 @@ struct model_figures {
     std::int64_t peak_bytes;
     stage_split split;
 };
-
-static std::optional<reference> read_reference(const std::filesystem::path& directory)
-{
-    std::ifstream in(directory / reference_file);
-    if (!in) return {};
-    reference read;
-    if (!(in >> read.name >> read.size >> read.energy)) throw std::runtime_error("the model's reference is damaged");
-    return read;
-}
-
-static double relative_error(double value, double expected)
-{
-    return std::fabs(value / expected - 1.0);
-}
-
-// The energy comes out twice, by way of the assembly and by way of the results.
-static double checked_energy_error(const solved_energy& energy, const reference& expected)
-{
-    const double error = relative_error(energy.of_sources, expected.energy);
-    const double field_error = relative_error(energy.of_fields, expected.energy);
-    if (!(error < energy_tolerance) || !(field_error < (energy.axisymmetric ? near_tolerance : energy_tolerance))) {
-        std::fprintf(stderr, "energy %.12g of the sources, %.12g of the fields, expected %.12g\n", energy.of_sources,
-                     energy.of_fields, expected.energy);
-        throw std::runtime_error("the model's energy is wrong: its times count for nothing");
-    }
-    return error;
-}
 
 static const measured_run& median_by_total(std::vector<measured_run>& runs)
 {

@@ -6,13 +6,14 @@
 #include "solvers/seidel.h"
 #include "solvers/skyline_factor.h"
 #include "solvers/skyline_files.h"
+#include "support/machine.h"
 #include "support/table.h"
+#include "support/turns.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <string>
 #include <vector>
 
@@ -30,19 +31,6 @@ using namespace tarnel_bench;
 
 namespace
 {
-
-double cpu_seconds()
-{
-    timespec now{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
-}
-
-double median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
-}
 
 // Separate multiplications and additions on numbers that never leave the registers, as wide as the processor takes
 // them: all that it gives without fused operations [flop/s].
@@ -253,22 +241,6 @@ void bench_files()
     std::printf("\n");
 }
 
-// Reading of memory, eight sums side by side [byte/s].
-double read_rate()
-{
-    std::vector<double> values(64 << 20, 1.0);
-    double best = 0;
-    for (int turn = 0; turn < 4; ++turn) {
-        double sums[8] = {};
-        const double start = cpu_seconds();
-        for (std::size_t k = 0; k < values.size(); k += 8)
-            for (std::size_t s = 0; s < 8; ++s) sums[s] += values[k + s];
-        const double seconds = cpu_seconds() - start;
-        if (sums[0] > 0) best = std::max(best, 8.0 * static_cast<double>(values.size()) / seconds);
-    }
-    return best;
-}
-
 // A million unknowns of a grid of triangles, row by row; returns the bytes of index, values and vectors.
 double write_grid_system(std::int32_t side)
 {
@@ -329,7 +301,7 @@ void bench_sweeps()
     const double bytes = write_grid_system(1000);
     std::vector<double> sweeps;
     for (int turn = 0; turn < 3; ++turn) sweeps.push_back((time_sweeps(41) - time_sweeps(1)) / 40);
-    const double rate = bytes / median(sweeps), limit = read_rate();
+    const double rate = bytes / median(sweeps), limit = read_rate(512 << 20);
     std::printf("Gauss-Seidel, 1,000,000 unknowns (medians of 3):\n\n");
     print_table(stdout,
                 {{"", "ms a sweep", "GB/s", "ratio"},
