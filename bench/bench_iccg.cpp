@@ -170,8 +170,11 @@ static void compare(const loaded_model& model, const variant& of, std::size_t re
 #if !defined(TARNEL_EIGEN)
     eigen.present = false;
 #endif
+    const double n = model.system.n, t = static_cast<double>(couplings(model.system));
     std::vector<double> reading;
+    double rate = 0;
     for (std::size_t turn = 0; turn < repeats; ++turn) {
+        rate = std::max(rate, read_rate(static_cast<std::size_t>(bytes_kept(of, n, t))));
         take_our_turn(model, of, ours, reading);
 #if defined(TARNEL_PETSC)
         const auto petsc = [&](cg_peer_store store) {
@@ -190,8 +193,6 @@ static void compare(const loaded_model& model, const variant& of, std::size_t re
         });
 #endif
     }
-    const double n = model.system.n, t = static_cast<double>(couplings(model.system));
-    const double rate = read_rate(static_cast<std::size_t>(bytes_kept(of, n, t)));
     const double bytes = bytes_of_iteration(of, n, t);
     const double bound = bytes / rate * ours.iterations;
     const double our_seconds = median(ours.seconds);

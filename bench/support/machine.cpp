@@ -48,13 +48,13 @@ page_cache_rates measure_page_cache(const std::filesystem::path& directory, std:
     const std::filesystem::path path = directory / "bench-plain.tmp";
     const std::vector<char> full(piece, 'x');
     std::vector<char> got(piece);
+    std::filesystem::remove(path);
     const std::size_t pieces = std::max<std::size_t>(bytes / piece, 1);
     std::vector<double> write_seconds, read_seconds;
     bool good = true;
     for (int turn = 0; turn < 5; ++turn) {
-        std::filesystem::remove(path);
         double start = cpu_seconds();
-        int file = open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
+        int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
         for (std::size_t k = 0; k < pieces; ++k) good &= write(file, full.data(), piece) == static_cast<ssize_t>(piece);
         close(file);
         write_seconds.push_back(cpu_seconds() - start);

@@ -10,7 +10,8 @@ namespace tarnel_bench
 // Reading of an array of so many bytes again and again: the rate of the cache or memory that it fits in [byte/s].
 double read_rate(std::size_t bytes);
 
-// Plain calls of 64 KiB on a file of so many bytes that stays in the page cache, one file for all [byte/s].
+// Plain calls of 64 KiB on a file of so many bytes that stays in the page cache; from the second turn on the file is
+// there and is written anew, as in a run after a run [byte/s].
 struct page_cache_rates {
     double write, read;
 };

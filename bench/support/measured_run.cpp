@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
+#include <ctime>
 #include <fstream>
 #include <stdexcept>
 #include <system_error>
@@ -92,7 +93,16 @@ static pid_t start_run(const std::filesystem::path& directory, descriptor& readi
     _exit(0);
 }
 
-static void stamp_lines(int from, moment start, named_pipe& pipe, std::vector<stamped_line>& log)
+// What a process that has not been waited for has used so far.
+static double cpu_seconds_of(pid_t process)
+{
+    clockid_t clock{};
+    timespec used{};
+    if (clock_getcpuclockid(process, &clock) != 0 || clock_gettime(clock, &used) != 0) refuse("can't see a run's time");
+    return static_cast<double>(used.tv_sec) + 1e-9 * static_cast<double>(used.tv_nsec);
+}
+
+static void stamp_lines(int from, pid_t process, moment start, named_pipe& pipe, std::vector<stamped_line>& log)
 {
     char buffer[65536];
     std::string begun; // a line whose end has not come yet
@@ -101,16 +111,16 @@ static void stamp_lines(int from, moment start, named_pipe& pipe, std::vector<st
         if (got < 0 && errno == EINTR) continue;
         if (got < 0) refuse("can't read the log");
         if (got == 0) break;
-        const double now = seconds_since(start);
+        const double now = seconds_since(start), used = cpu_seconds_of(process);
         pipe.remove(); // the library has it open
         for (ssize_t k = 0; k < got; ++k) {
             begun += buffer[k];
             if (buffer[k] != '\n') continue;
-            log.push_back({now, std::move(begun)});
+            log.push_back({now, used, std::move(begun)});
             begun.clear();
         }
     }
-    if (!begun.empty()) log.push_back({seconds_since(start), begun});
+    if (!begun.empty()) log.push_back({seconds_since(start), cpu_seconds_of(process), begun});
 }
 
 static void save_log(const std::filesystem::path& path, const std::vector<stamped_line>& log)
@@ -140,7 +150,7 @@ measured_run run_measured(const std::filesystem::path& directory)
         const moment start = std::chrono::steady_clock::now();
         const pid_t child = start_run(directory, reading);
         writing.close(); // from here on the log ends when the child does
-        stamp_lines(reading.number(), start, pipe, run.log);
+        stamp_lines(reading.number(), child, start, pipe, run.log);
         while (wait4(child, &status, 0, &used) != child)
             if (errno != EINTR) refuse("can't wait for the run");
         run.wall_seconds = seconds_since(start);

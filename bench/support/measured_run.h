@@ -10,8 +10,9 @@ namespace tarnel_bench
 {
 
 struct stamped_line {
-    double seconds;   // since the start of the process
-    std::string text; // with its newline
+    double seconds;     // since the start of the process
+    double cpu_seconds; // of the process up to here
+    std::string text;   // with its newline
 };
 
 struct measured_run {

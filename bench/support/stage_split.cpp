@@ -42,29 +42,30 @@ double iteration_seconds(const stage_split& split)
     return split.seconds[iterations] / (split.iterations - 1);
 }
 
-stage_split split_by_stage(const measured_run& run)
+stage_split split_by_stage(const measured_run& run, run_clock clock)
 {
     stage_split split;
     std::size_t open = 0;
     double since = 0;
-    const auto cut = [&](double now, std::size_t next) {
-        split.seconds[open] += now - since;
-        since = now;
+    const auto cut = [&](double at, std::size_t next) {
+        split.seconds[open] += at - since;
+        since = at;
         open = next;
     };
     for (const stamped_line& line : run.log) {
+        const double now = clock == run_clock::wall ? line.seconds : line.cpu_seconds;
         if (line.text.find(" solver convergence iter = ") != std::string::npos) {
             ++split.iterations;
             // The stretch after the last iteration is not known as such yet: each iteration closes one and opens it.
             const std::size_t done = open == before_iterations ? before_iterations : iterations;
-            split.seconds[done] += line.seconds - since;
-            since = line.seconds;
+            split.seconds[done] += now - since;
+            since = now;
             open = after_iterations;
         } else if (const std::size_t next = opened_by(line.text); next != none) {
-            cut(line.seconds, next);
+            cut(now, next);
         }
     }
-    cut(run.wall_seconds, none);
+    cut(clock == run_clock::wall ? run.wall_seconds : run.cpu_seconds, none);
     return split;
 }
 

@@ -54,8 +54,10 @@ double group_seconds(const stage_split& split, stage_group group);
 // Mean of the iterations after the first, which is not seen apart from what precedes it; there must be two.
 double iteration_seconds(const stage_split& split);
 
-// Cuts a run at its headings; the end of the process closes the last stretch.
+// Cuts a run at its headings; the end of the process closes the last stretch. The clock on the wall sees the waiting
+// for disk and processor too.
 //   errors  std::runtime_error for the heading of a stage that has no stretch, whose time would count for another
-stage_split split_by_stage(const measured_run& run);
+enum class run_clock { wall, cpu };
+stage_split split_by_stage(const measured_run& run, run_clock clock = run_clock::wall);
 
 } // namespace tarnel_bench
