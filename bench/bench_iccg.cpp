@@ -2,10 +2,10 @@
 // same methods of PETSc and Eigen and the time in which memory can bring the bytes that an iteration must touch.
 //   bench_iccg [--repeat N] [iccg|cg|scg]... DIR...   (default: all three)
 // Every solution's energy is held against the model's reference before its time counts.
-#include "common/records.h"
 #include "peers/cg_peers.h"
 #include "solvers/iccg.h"
 #include "support/machine.h"
+#include "support/solver_call.h"
 #include "support/system_files.h"
 #include "support/table.h"
 #include "support/turns.h"
@@ -21,10 +21,6 @@
 #include <vector>
 
 using namespace tarnel_bench;
-
-constexpr double tolerance = 1e-10; // of the relative residual
-constexpr const char* log_path = "bench-iccg.log";
-constexpr const char* solution_path = "bench-iccg-solution.tmp";
 
 struct variant {
     const char* name;
@@ -62,42 +58,21 @@ static double bytes_kept(const variant& of, double n, double t)
     return 12 * t + 4 * n + 8 * vectors * n + factors;
 }
 
-static void call_solver(const variant& of, std::int32_t itermax, double eps_zero)
-{
-    tarnel::control cntl;
-    cntl.maxdim = cntl.maxnzero = std::numeric_limits<std::int32_t>::max();
-    cntl.iopt_solv = of.option;
-    cntl.itermax_solv = itermax;
-    cntl.eps_solv = tolerance;
-    cntl.accel_solv = 1.0;
-    cntl.eps_zero = eps_zero;
-    tarnel::input_file index, matrix, vector;
-    tarnel::output_file solution;
-    const tarnel::owned_file log(std::fopen(log_path, "wb"));
-    if (!log || !open_input(log.get(), index, tarnel::index_file, "index") ||
-        !open_input(log.get(), matrix, tarnel::matrix_file, "matrix") ||
-        !open_input(log.get(), vector, tarnel::vector_file, "vector") ||
-        !open_output(log.get(), solution, solution_path, "solution", tarnel::content::binary))
-        throw std::runtime_error("can't open the files of the system");
-    std::setvbuf(log.get(), nullptr, _IOLBF, BUFSIZ);
-    try {
-        t_real_mtsolv_iccg(cntl, {index, matrix, vector, solution}, log.get());
-        close_output(log.get(), solution);
-    } catch (const tarnel::run_ended&) {
-        if (eps_zero < 1) throw std::runtime_error("our solver refuses the system: see its bench-iccg.log");
-    }
-}
-
 static double time_call(const variant& of, std::int32_t itermax, double eps_zero)
 {
-    const double start = cpu_seconds();
-    call_solver(of, itermax, eps_zero);
-    return cpu_seconds() - start;
+    tarnel::control cntl = open_control();
+    cntl.iopt_solv = of.option;
+    cntl.itermax_solv = itermax;
+    cntl.eps_zero = eps_zero;
+    const auto solve = [&](system_files& files, std::FILE* log) {
+        t_real_mtsolv_iccg(cntl, {files.index, files.matrix, files.vector, files.solution}, log);
+    };
+    return time_solver(solve, eps_zero == above_all);
 }
 
 static int logged_iterations()
 {
-    std::ifstream log(log_path);
+    std::ifstream log(solver_log);
     int count = 0;
     for (std::string line; std::getline(log, line);)
         count += line.find(" solver convergence iter = ") != std::string::npos;
@@ -122,12 +97,12 @@ struct loaded_model {
 // its first iteration, and the whole.
 static void take_our_turn(const loaded_model& model, const variant& of, contender& ours, std::vector<double>& reading)
 {
-    constexpr double above_all = std::numeric_limits<double>::max(), usual = 1e-60;
+    constexpr double usual = 1e-60;
     reading.push_back(time_call(of, 0, above_all));
     const double one = time_call(of, 1, usual);
     const double all = time_call(of, std::numeric_limits<std::int32_t>::max(), usual);
     ours.iterations = logged_iterations();
-    checked_energy_error(energy_of(model.system, std::filesystem::path(solution_path)), model.expected, "ours");
+    checked_energy_error(energy_of(model.system, std::filesystem::path(solver_solution)), model.expected, "ours");
     ours.seconds.push_back(all - reading.back());
     ours.of_iterate.push_back((all - one) / std::max(ours.iterations - 1, 1));
 }
@@ -148,9 +123,9 @@ static cg_peer_system peer_system(const loaded_model& model, cg_peer_store store
 {
     const assembled_system& s = model.scaled;
     if (store == store_upper_triangle)
-        return {s.n, s.start.data(), s.column.data(), s.value.data(), s.right_side.data(), tolerance};
+        return {s.n, s.start.data(), s.column.data(), s.value.data(), s.right_side.data(), open_control().eps_solv};
     const full_matrix& f = model.full;
-    return {s.n, f.start.data(), f.column.data(), f.value.data(), s.right_side.data(), tolerance};
+    return {s.n, f.start.data(), f.column.data(), f.value.data(), s.right_side.data(), open_control().eps_solv};
 }
 
 static std::string ms(double seconds)
@@ -235,8 +210,7 @@ static void compare_on_model(const std::filesystem::path& directory, const std::
     scale_to_unit_diagonal(model.scaled);
     model.full = both_triangles(model.scaled);
     for (const variant* of : chosen) compare(model, *of, repeats);
-    std::remove(log_path);
-    std::remove(solution_path);
+    remove_solver_files();
 }
 
 static const variant* variant_named(std::string_view name)

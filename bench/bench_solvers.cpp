@@ -1,12 +1,10 @@
-// How near the direct solver and Gauss-Seidel come to what the machine gives: the factorisation of a band against the
-// rate of separate multiplications and additions and against LAPACK's dpbtrf on one thread, the block files against
-// plain writes and reads through the page cache, and sweeps against the bytes that they must touch.
+// How near the direct solver comes to what the machine gives: the factorisation of a band against the rate of separate
+// multiplications and additions and against LAPACK's dpbtrf on one thread, and the block files against plain writes and
+// reads through the page cache.
 //   bench_solvers [UNKNOWNS BAND]   (default 100000 1000)
 // Needs a directory that it may fill; uses the working directory. LAPACK is left out where it is not installed.
-#include "solvers/seidel.h"
 #include "solvers/skyline_factor.h"
 #include "solvers/skyline_files.h"
-#include "support/machine.h"
 #include "support/table.h"
 #include "support/turns.h"
 
@@ -241,78 +239,6 @@ void bench_files()
     std::printf("\n");
 }
 
-// A million unknowns of a grid of triangles, row by row; returns the bytes of index, values and vectors.
-double write_grid_system(std::int32_t side)
-{
-    const std::int32_t n = side * side;
-    output_file index, matrix, vector;
-    if (!open_output(stderr, index, "t-matrix-index.tmp", "i", content::binary) ||
-        !open_output(stderr, matrix, "t-femr-matrix.tmp", "m", content::binary) ||
-        !open_output(stderr, vector, "t-femr-vector.tmp", "v", content::binary))
-        std::exit(1);
-    double terms = 0;
-    for (output_file* out : {&index, &matrix, &vector}) write_value(stderr, *out, n, "w");
-    for (std::int32_t i = 0; i < n; ++i) {
-        std::vector<std::int32_t> columns = {i};
-        std::vector<double> values = {6.5};
-        const bool right = i % side + 1 < side, below = i + side < n;
-        if (right) columns.push_back(i + 1);
-        if (below) columns.push_back(i + side);
-        if (right && below) columns.push_back(i + side + 1);
-        values.resize(columns.size(), -1.0);
-        const auto count = static_cast<std::int32_t>(columns.size());
-        write_value(stderr, index, count, "w");
-        write_values(stderr, index, columns.data(), columns.size(), "w");
-        write_value(stderr, matrix, count, "w");
-        write_values(stderr, matrix, values.data(), values.size(), "w");
-        write_value(stderr, vector, 1.0 + i % 3, "w");
-        terms += static_cast<double>(columns.size() - 1);
-    }
-    for (output_file* out : {&index, &matrix, &vector}) {
-        write_value(stderr, *out, n, "w");
-        close_output(stderr, *out);
-    }
-    // column and value of each coupling, row starts, right-hand side read; x and x0 read and written
-    return terms * 12.0 + n * (8.0 + 8.0 + 16.0 + 16.0);
-}
-
-double time_sweeps(std::int32_t sweeps)
-{
-    control cntl;
-    cntl.maxdim = 1000000000;
-    cntl.maxnzero = 100;
-    cntl.itermax_solv = sweeps;
-    cntl.accel_solv = 1.0;
-    input_file index, matrix, vector;
-    output_file solution;
-    if (!open_input(stderr, index, "t-matrix-index.tmp", "i") ||
-        !open_input(stderr, matrix, "t-femr-matrix.tmp", "m") ||
-        !open_input(stderr, vector, "t-femr-vector.tmp", "v") ||
-        !open_output(stderr, solution, "t-femr-solution.tmp", "s", content::binary))
-        std::exit(1);
-    const owned_file log(std::fopen("/dev/null", "w"));
-    const double start = cpu_seconds();
-    t_real_mtsolv_seidel(cntl, {index, matrix, vector, solution}, log.get());
-    return cpu_seconds() - start;
-}
-
-void bench_sweeps()
-{
-    const double bytes = write_grid_system(1000);
-    std::vector<double> sweeps;
-    for (int turn = 0; turn < 3; ++turn) sweeps.push_back((time_sweeps(41) - time_sweeps(1)) / 40);
-    const double rate = bytes / median(sweeps), limit = read_rate(512 << 20);
-    std::printf("Gauss-Seidel, 1,000,000 unknowns (medians of 3):\n\n");
-    print_table(stdout,
-                {{"", "ms a sweep", "GB/s", "ratio"},
-                 {"bytes a sweep must touch", decimal(median(sweeps) * 1e3, 2), decimal(rate * 1e-9, 1),
-                  decimal(rate / limit, 2)},
-                 {"reading of memory", "", decimal(limit * 1e-9, 1), ""}},
-                1);
-    for (const char* name : {"t-matrix-index.tmp", "t-femr-matrix.tmp", "t-femr-vector.tmp", "t-femr-solution.tmp"})
-        std::remove(name);
-}
-
 } // namespace
 
 int main(int count, char** arguments)
@@ -325,7 +251,6 @@ int main(int count, char** arguments)
     try {
         bench_factorisation(n, band);
         bench_files();
-        bench_sweeps();
     } catch (const run_ended&) {
         return 1;
     }
