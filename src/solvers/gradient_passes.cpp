@@ -5,44 +5,10 @@
 namespace tarnel
 {
 
-constexpr std::size_t parts = 8;
-
-struct part_sums {
-    double part[parts] = {};
-};
-
-static double total(const part_sums& s)
-{
-    return ((s.part[0] + s.part[1]) + (s.part[2] + s.part[3])) + ((s.part[4] + s.part[5]) + (s.part[6] + s.part[7]));
-}
-
-// Adds the products of the unknowns [first, end), ascending; `first` is a multiple of the number of parts.
-static void add_ascending(part_sums& sums, const double a[], const double b[], std::size_t first, std::size_t end)
-{
-    part_sums s = sums;
-    std::size_t i = first;
-    for (; i + parts <= end; i += parts)
-        for (std::size_t k = 0; k < parts; ++k) s.part[k] += a[i + k] * b[i + k];
-    for (std::size_t k = 0; i + k < end; ++k) s.part[k] += a[i + k] * b[i + k];
-    sums = s;
-}
-
-static void add_descending(part_sums& sums, const double a[], const double b[], std::size_t first, std::size_t end)
-{
-    part_sums s = sums;
-    std::size_t i = first + (end - first) / parts * parts;
-    for (std::size_t k = 0; i + k < end; ++k) s.part[k] += a[i + k] * b[i + k];
-    while (i > first) {
-        i -= parts;
-        for (std::size_t k = 0; k < parts; ++k) s.part[k] += a[i + k] * b[i + k];
-    }
-    sums = s;
-}
-
-double inner_product_by_parts(std::size_t n, const double a[], const double b[])
+double inner_product_by_parts(const gradient_vectors& v, const double a[], const double b[])
 {
     part_sums sums;
-    add_ascending(sums, a, b, 0, n);
+    v.kernel->add_products(sums, a, b, 0, v.n);
     return total(sums);
 }
 
@@ -87,11 +53,7 @@ static double forward_blocks(gradient_vectors& v, const coupling_threes* below, 
     for (std::size_t first = 0; first < v.n; first += rows_of_a_block) {
         const std::size_t end = std::min(first + rows_of_a_block, v.n);
         if (update) {
-            for (std::size_t i = first; i < end; ++i) {
-                r[i] = r[i] - alpha * q[i];
-                q[i] = r[i];
-            }
-            add_ascending(sums, r, r, first, end);
+            v.kernel->update_residual(sums, alpha, r, q, first, end);
         } else {
             std::copy(r + first, r + end, q + first);
         }
@@ -110,45 +72,44 @@ double forward_pass(gradient_vectors& v, const coupling_threes* below, double al
     return forward_blocks(v, below, true, alpha);
 }
 
-// Rows [first, end) of the backward substitution; `at` moves back to the end of the row before them.
-static void substitute_backward(three_at& at, double q[], std::size_t first, std::size_t end)
-{
-    three_at t = at;
-    for (std::size_t i = end; i-- > first;) {
-        const double qi = q[i];
-        double sum = 0.0;
-        do {
-            --t.opens;
-            t.unknown -= 3;
-            t.value -= 3;
-            sum += q[t.unknown[0]] * t.value[0];
-            sum += q[t.unknown[1]] * t.value[1];
-            sum += q[t.unknown[2]] * t.value[2];
-        } while (*t.opens == 0);
-        q[i] = qi - sum;
-    }
-    at = t;
-}
-
-double backward_pass(gradient_vectors& v, const coupling_threes* above, const double pivots[])
+// The divisions and the sum of r q run beside the substitution, which waits for one row after another.
+template <bool divide>
+static double backward_rows(gradient_vectors& v, const coupling_threes& above, const double pivots[])
 {
     const double* r = v.r.get();
     double* q = v.q.get();
     part_sums sums;
-    three_at at{};
-    if (above != nullptr) {
-        at = first_three(*above);
-        at = {at.opens + above->count, at.unknown + 3 * above->count, at.value + 3 * above->count};
-    }
+    three_at t = first_three(above);
+    t = {t.opens + above.count, t.unknown + 3 * above.count, t.value + 3 * above.count};
     q[v.n] = 1.0;
-    for (std::size_t block = (v.n + rows_of_a_block - 1) / rows_of_a_block; block-- > 0;) {
-        const std::size_t first = block * rows_of_a_block, end = std::min(first + rows_of_a_block, v.n);
-        if (pivots != nullptr)
-            for (std::size_t i = first; i < end; ++i) q[i] = q[i] / pivots[i];
-        if (above != nullptr) substitute_backward(at, q, first, end);
-        add_descending(sums, r, q, first, end);
+    for (std::size_t i = v.n; i-- > 0;) {
+        double qi = q[i];
+        if (divide) qi = qi / pivots[i];
+        --t.opens;
+        t.unknown -= 3;
+        t.value -= 3;
+        // (0 + a) + b = a + (b + 0), signed zeros included; the term that is there last comes in as late as it can.
+        double sum = q[t.unknown[0]] * t.value[0] + (q[t.unknown[1]] * t.value[1] + 0.0);
+        sum += q[t.unknown[2]] * t.value[2];
+        while (*t.opens == 0) [[unlikely]]
+            {
+                --t.opens;
+                t.unknown -= 3;
+                t.value -= 3;
+                sum += q[t.unknown[0]] * t.value[0];
+                sum += q[t.unknown[1]] * t.value[1];
+                sum += q[t.unknown[2]] * t.value[2];
+            }
+        qi = qi - sum;
+        q[i] = qi;
+        sums.part[i % sum_parts] += r[i] * qi;
     }
     return total(sums);
+}
+
+double backward_pass(gradient_vectors& v, const coupling_threes& above, const double pivots[])
+{
+    return pivots != nullptr ? backward_rows<true>(v, above, pivots) : backward_rows<false>(v, above, pivots);
 }
 
 product_matrix make_product_matrix(std::FILE* log, const char* name, const matrix_rows& rows, const double values[])
@@ -175,16 +136,16 @@ static void multiply_rows(three_at& at, const std::uint8_t* opens_end, const dou
     for (; t.opens != opens_end; ++t.opens, t.unknown += 3, t.value += 3) {
         if (i + *t.opens == end) break;
         i += *t.opens;
-        const double pi = p[i];
-        const std::int32_t j[3] = {t.unknown[0], t.unknown[1], t.unknown[2]};
-        q[j[0]] += t.value[0] * pi;
-        q[j[1]] += t.value[1] * pi;
-        q[j[2]] += t.value[2] * pi;
+        const double pi = p[i], a0 = t.value[0], a1 = t.value[1], a2 = t.value[2];
+        double *q0 = q + t.unknown[0], *q1 = q + t.unknown[1], *q2 = q + t.unknown[2];
         double qi = q[i];
-        qi += t.value[0] * p[j[0]];
-        qi += t.value[1] * p[j[1]];
-        qi += t.value[2] * p[j[2]];
+        qi += a0 * p[t.unknown[0]];
+        qi += a1 * p[t.unknown[1]];
+        qi += a2 * p[t.unknown[2]];
         q[i] = qi;
+        *q0 += a0 * pi;
+        *q1 += a1 * pi;
+        *q2 += a2 * pi;
     }
     at = t;
 }
@@ -203,17 +164,13 @@ static double multiply_blocks(gradient_vectors& v, const product_matrix& a, bool
         const std::size_t end = std::min(first + rows_of_a_block, v.n);
         const std::size_t reach = std::max(end, static_cast<std::size_t>(a.reach[first / rows_of_a_block]));
         if (update) {
-            for (std::size_t i = ready; i < reach; ++i) {
-                x[i] = x[i] + alpha * p[i];
-                p[i] = q[i] + beta * p[i];
-                q[i] = p[i];
-            }
+            v.kernel->update_direction(alpha, beta, x, p, q, ready, reach);
         } else if (ready < reach) {
             std::copy(q + ready, q + reach, p + ready);
         }
         ready = std::max(ready, reach);
         multiply_rows(at, opens_end, p, q, first, end);
-        add_ascending(sums, p, q, first, end);
+        v.kernel->add_products(sums, p, q, first, end);
     }
     return total(sums);
 }

@@ -40,18 +40,13 @@ void factorise_incomplete(double eps_zero, matrix_rows& rows, std::FILE* log)
     }
 }
 
-// What an iteration passes through; a preconditioner that has no factors or pivots leaves them out.
+// What an iteration passes through; SCG has no factor, CG's has no pivots.
 struct preconditioned_system {
     variant kind;
     product_matrix products;
     coupling_threes below, above; // of the unit upper factor
     owned_array<double> pivots;
 };
-
-static const coupling_threes* if_any(const coupling_threes& threes)
-{
-    return threes.count > 0 ? &threes : nullptr;
-}
 
 static void take_factors(std::FILE* log, const matrix_rows& rows, preconditioned_system& system)
 {
@@ -70,11 +65,10 @@ static void log_convergence(variant kind, std::int32_t iter, double deps, double
 //   returns false when the right-hand side counts as zero and x is left alone
 static bool iterate(const control& cntl, const preconditioned_system& system, gradient_vectors& v, std::FILE* log)
 {
-    const coupling_threes* below = if_any(system.below);
-    const coupling_threes* above = if_any(system.above);
-    const double unorm = std::sqrt(inner_product_by_parts(v.n, v.r.get(), v.r.get()));
+    const coupling_threes* below = system.kind == scg ? nullptr : &system.below;
+    const double square = inner_product_by_parts(v, v.r.get(), v.r.get()), unorm = std::sqrt(square);
     first_forward_pass(v, below);
-    double rho = backward_pass(v, above, system.pivots.get());
+    double rho = system.kind == scg ? square : backward_pass(v, system.above, system.pivots.get());
     if (cntl.eps_zero > std::fabs(rho)) {
         log_lines(log, "      Warning. norm of right-side vector is zero.\n");
         return false;
@@ -88,11 +82,11 @@ static bool iterate(const control& cntl, const preconditioned_system& system, gr
             return true;
         }
         alpha = rho / pap;
-        const double rnorm = std::sqrt(forward_pass(v, below, alpha));
+        const double residual = forward_pass(v, below, alpha), rnorm = std::sqrt(residual);
         const double deps = rnorm / unorm;
         log_convergence(system.kind, iter, deps, rnorm, unorm, log);
         if (cntl.eps_solv > deps) break;
-        const double rho_new = backward_pass(v, above, system.pivots.get());
+        const double rho_new = system.kind == scg ? residual : backward_pass(v, system.above, system.pivots.get());
         if (cntl.eps_zero > std::fabs(rho_new)) {
             log_lines(log, "      Note. {r}[LDLT]-1{r} is zero.\n");
             break;

@@ -710,7 +710,7 @@ TEST_F(iccg_solver, solution_with_the_factors_is_its_definition_bit_for_bit)
                 first_forward_pass(v, &below);
                 const double* d = divided ? pivots.data() : nullptr;
                 std::vector<double> z = substitute(system.b);
-                EXPECT_EQ(backward_pass(v, &above, d), sum_by_parts(system.b, z, true)) << n;
+                EXPECT_EQ(backward_pass(v, above, d), sum_by_parts(system.b, z, true)) << n;
                 EXPECT_TRUE(same_bits(taken(v.q, n), z)) << n;
 
                 // q stands for A p now
@@ -720,7 +720,7 @@ TEST_F(iccg_solver, solution_with_the_factors_is_its_definition_bit_for_bit)
                 EXPECT_EQ(forward_pass(v, &below, alpha), sum_by_parts(r, r, false)) << n;
                 EXPECT_TRUE(same_bits(taken(v.r, n), r)) << n;
                 z = substitute(r);
-                EXPECT_EQ(backward_pass(v, &above, d), sum_by_parts(r, z, true)) << n;
+                EXPECT_EQ(backward_pass(v, above, d), sum_by_parts(r, z, true)) << n;
                 EXPECT_TRUE(same_bits(taken(v.q, n), z)) << n;
             });
         }
@@ -732,7 +732,6 @@ TEST_F(iccg_solver, without_a_factor_the_residual_stands_for_itself)
         tarnel::gradient_vectors v = vectors_of(3, log);
         for (std::size_t i = 0; i < 3; ++i) v.r[i] = static_cast<double>(i + 1);
         first_forward_pass(v, nullptr);
-        EXPECT_EQ(backward_pass(v, nullptr, nullptr), 14.0);
         EXPECT_EQ(taken(v.q, 3), (std::vector<double>{1, 2, 3}));
         EXPECT_EQ(forward_pass(v, nullptr, 2.0), 14.0); // r - 2 r
         EXPECT_EQ(taken(v.q, 3), (std::vector<double>{-1, -2, -3}));

@@ -1,0 +1,170 @@
+#include "solvers/vector_kernel.h"
+
+#include <cstring>
+
+namespace tarnel
+{
+
+// One text for every processor, in vectors of its width: eight numbers are `count` of them.
+template <class wide> inline constexpr std::size_t count_of = sum_parts * sizeof(double) / sizeof(wide);
+
+template <class wide> [[gnu::always_inline]] static inline void load(wide (&to)[count_of<wide>], const double* from)
+{
+    std::memcpy(to, from, sizeof to);
+}
+
+template <class wide> [[gnu::always_inline]] static inline void store(double* to, const wide (&from)[count_of<wide>])
+{
+    std::memcpy(to, from, sizeof from);
+}
+
+template <class wide>
+[[gnu::always_inline]] static inline void add_wide(part_sums& sums, const double a[], const double b[],
+                                                   std::size_t first, std::size_t end)
+{
+    constexpr std::size_t count = count_of<wide>;
+    wide s[count], ai[count], bi[count];
+    load<wide>(s, sums.part);
+    std::size_t i = first;
+    for (; i + sum_parts <= end; i += sum_parts) {
+        load<wide>(ai, a + i);
+        load<wide>(bi, b + i);
+#pragma GCC unroll 4
+        for (std::size_t k = 0; k < count; ++k) s[k] += ai[k] * bi[k];
+    }
+    store<wide>(sums.part, s);
+    for (std::size_t k = 0; i + k < end; ++k) sums.part[k] += a[i + k] * b[i + k];
+}
+
+template <class wide>
+[[gnu::always_inline]] static inline void residual_wide(part_sums& sums, double alpha, double r[], double q[],
+                                                        std::size_t first, std::size_t end)
+{
+    constexpr std::size_t count = count_of<wide>;
+    wide s[count], ri[count], qi[count];
+    load<wide>(s, sums.part);
+    std::size_t i = first;
+    for (; i + sum_parts <= end; i += sum_parts) {
+        load<wide>(ri, r + i);
+        load<wide>(qi, q + i);
+#pragma GCC unroll 4
+        for (std::size_t k = 0; k < count; ++k) {
+            ri[k] -= alpha * qi[k];
+            s[k] += ri[k] * ri[k];
+        }
+        store<wide>(r + i, ri);
+        store<wide>(q + i, ri);
+    }
+    store<wide>(sums.part, s);
+    for (std::size_t k = 0; i + k < end; ++k) {
+        q[i + k] = r[i + k] = r[i + k] - alpha * q[i + k];
+        sums.part[k] += r[i + k] * r[i + k];
+    }
+}
+
+template <class wide>
+[[gnu::always_inline]] static inline void direction_wide(double alpha, double beta, double x[], double p[], double q[],
+                                                         std::size_t first, std::size_t end)
+{
+    constexpr std::size_t count = count_of<wide>;
+    wide xi[count], pi[count], qi[count];
+    std::size_t i = first;
+    for (; i + sum_parts <= end; i += sum_parts) {
+        load<wide>(xi, x + i);
+        load<wide>(pi, p + i);
+        load<wide>(qi, q + i);
+#pragma GCC unroll 4
+        for (std::size_t k = 0; k < count; ++k) {
+            xi[k] += alpha * pi[k];
+            pi[k] = qi[k] + beta * pi[k];
+        }
+        store<wide>(x + i, xi);
+        store<wide>(p + i, pi);
+        store<wide>(q + i, pi);
+    }
+    for (; i < end; ++i) {
+        x[i] = x[i] + alpha * p[i];
+        q[i] = p[i] = q[i] + beta * p[i];
+    }
+}
+
+static void add_products(part_sums& sums, const double a[], const double b[], std::size_t first, std::size_t end)
+{
+    add_wide<double>(sums, a, b, first, end);
+}
+
+static void update_residual(part_sums& sums, double alpha, double r[], double q[], std::size_t first, std::size_t end)
+{
+    residual_wide<double>(sums, alpha, r, q, first, end);
+}
+
+static void update_direction(double alpha, double beta, double x[], double p[], double q[], std::size_t first,
+                             std::size_t end)
+{
+    direction_wide<double>(alpha, beta, x, p, q, first, end);
+}
+
+const vector_kernel portable_vector_kernel = {add_products, update_residual, update_direction};
+
+#if defined(__x86_64__)
+
+typedef double four [[gnu::vector_size(32)]];
+typedef double eight [[gnu::vector_size(64)]];
+
+[[gnu::target("avx2")]] static void add_products_avx2(part_sums& sums, const double a[], const double b[],
+                                                      std::size_t first, std::size_t end)
+{
+    add_wide<four>(sums, a, b, first, end);
+}
+
+[[gnu::target("avx2")]] static void update_residual_avx2(part_sums& sums, double alpha, double r[], double q[],
+                                                         std::size_t first, std::size_t end)
+{
+    residual_wide<four>(sums, alpha, r, q, first, end);
+}
+
+[[gnu::target("avx2")]] static void update_direction_avx2(double alpha, double beta, double x[], double p[], double q[],
+                                                          std::size_t first, std::size_t end)
+{
+    direction_wide<four>(alpha, beta, x, p, q, first, end);
+}
+
+[[gnu::target("avx512f")]] static void add_products_avx512(part_sums& sums, const double a[], const double b[],
+                                                           std::size_t first, std::size_t end)
+{
+    add_wide<eight>(sums, a, b, first, end);
+}
+
+[[gnu::target("avx512f")]] static void update_residual_avx512(part_sums& sums, double alpha, double r[], double q[],
+                                                              std::size_t first, std::size_t end)
+{
+    residual_wide<eight>(sums, alpha, r, q, first, end);
+}
+
+[[gnu::target("avx512f")]] static void update_direction_avx512(double alpha, double beta, double x[], double p[],
+                                                               double q[], std::size_t first, std::size_t end)
+{
+    direction_wide<eight>(alpha, beta, x, p, q, first, end);
+}
+
+vector_kernels available_vector_kernels()
+{
+    static constexpr vector_kernel avx2 = {add_products_avx2, update_residual_avx2, update_direction_avx2};
+    static constexpr vector_kernel avx512 = {add_products_avx512, update_residual_avx512, update_direction_avx512};
+    vector_kernels kernels{};
+    if (__builtin_cpu_supports("avx512f")) kernels.form[kernels.count++] = &avx512;
+    if (__builtin_cpu_supports("avx2")) kernels.form[kernels.count++] = &avx2;
+    kernels.form[kernels.count++] = &portable_vector_kernel;
+    return kernels;
+}
+
+#else
+
+vector_kernels available_vector_kernels()
+{
+    return {1, {&portable_vector_kernel}};
+}
+
+#endif
+
+} // namespace tarnel
