@@ -5,10 +5,10 @@
 namespace tarnel
 {
 
-double inner_product_by_parts(const gradient_vectors& v, const double a[], const double b[])
+double inner_product_by_parts(const vector_kernel& kernel, std::size_t n, const double a[], const double b[])
 {
     part_sums sums;
-    v.kernel->add_products(sums, a, b, 0, v.n);
+    kernel.add_products(sums, a, b, 0, n);
     return total(sums);
 }
 
@@ -19,9 +19,29 @@ struct three_at {
     const double* value;
 };
 
-static three_at first_three(const coupling_threes& threes)
+static three_at first_three(const coupling_pattern& pattern, const double values[])
 {
-    return {threes.opens.get(), threes.unknown.get(), threes.value.get()};
+    return {pattern.opens.get(), pattern.unknown.get(), values};
+}
+
+static three_at end_of_threes(const coupling_pattern& pattern, const double values[])
+{
+    return {pattern.opens.get() + pattern.count, pattern.unknown.get() + 3 * pattern.count, values + 3 * pattern.count};
+}
+
+static void step_back(three_at& t)
+{
+    --t.opens;
+    t.unknown -= 3;
+    t.value -= 3;
+}
+
+// What a block of rows needs ready before it is visited: its own unknowns and those that it couples, in whole eights.
+static std::size_t reach_of(const coupling_pattern& pattern, std::size_t first)
+{
+    const std::size_t end =
+        std::max(first + rows_of_a_block, static_cast<std::size_t>(pattern.reach[first / rows_of_a_block]));
+    return std::min((end + sum_parts - 1) / sum_parts * sum_parts, pattern.n);
 }
 
 // Rows [first, end) of the forward substitution; `at` moves on to the row behind them.
@@ -33,98 +53,88 @@ static void substitute_forward(three_at& at, const std::uint8_t* opens_end, doub
     for (; t.opens != opens_end; ++t.opens, t.unknown += 3, t.value += 3) {
         if (i + *t.opens == end) break;
         i += *t.opens;
-        double qi = q[i];
-        qi -= q[t.unknown[0]] * t.value[0];
-        qi -= q[t.unknown[1]] * t.value[1];
-        qi -= q[t.unknown[2]] * t.value[2];
-        q[i] = qi;
+        const double qi = q[i], u0 = t.value[0], u1 = t.value[1], u2 = t.value[2];
+        double *q0 = q + t.unknown[0], *q1 = q + t.unknown[1], *q2 = q + t.unknown[2];
+        *q0 -= qi * u0;
+        *q1 -= qi * u1;
+        *q2 -= qi * u2;
     }
     at = t;
 }
 
-static double forward_blocks(gradient_vectors& v, const coupling_threes* below, bool update, double alpha)
+static double forward_blocks(gradient_vectors& v, const coupling_pattern& pattern, const double factor[], bool update,
+                             double alpha)
 {
     double* r = v.r.get();
     double* q = v.q.get();
     part_sums sums;
-    three_at at = below != nullptr ? first_three(*below) : three_at{};
-    const std::uint8_t* opens_end = below != nullptr ? at.opens + below->count : nullptr;
-    q[v.n] = 1.0;
-    for (std::size_t first = 0; first < v.n; first += rows_of_a_block) {
-        const std::size_t end = std::min(first + rows_of_a_block, v.n);
-        if (update) {
-            v.kernel->update_residual(sums, alpha, r, q, first, end);
-        } else {
-            std::copy(r + first, r + end, q + first);
-        }
-        if (below != nullptr) substitute_forward(at, opens_end, q, first, end);
+    three_at at = first_three(pattern, factor);
+    const std::uint8_t* opens_end = at.opens + pattern.count;
+    q[pattern.n] = 1.0;
+    std::size_t ready = 0; // unknowns whose r is new
+    for (std::size_t first = 0; first < pattern.n; first += rows_of_a_block) {
+        const std::size_t reach = reach_of(pattern, first);
+        if (update)
+            v.kernel->update_residual(sums, alpha, r, q, ready, reach);
+        else
+            std::copy(r + ready, r + reach, q + ready);
+        ready = reach;
+        if (factor != nullptr)
+            substitute_forward(at, opens_end, q, first, std::min(first + rows_of_a_block, pattern.n));
     }
     return total(sums);
 }
 
-void first_forward_pass(gradient_vectors& v, const coupling_threes* below)
+void first_forward_pass(gradient_vectors& v, const coupling_pattern& pattern, const double factor[])
 {
-    forward_blocks(v, below, false, 0.0);
+    forward_blocks(v, pattern, factor, false, 0.0);
 }
 
-double forward_pass(gradient_vectors& v, const coupling_threes* below, double alpha)
+double forward_pass(gradient_vectors& v, const coupling_pattern& pattern, const double factor[], double alpha)
 {
-    return forward_blocks(v, below, true, alpha);
+    return forward_blocks(v, pattern, factor, true, alpha);
+}
+
+// The sum over a row whose last three stands before `at`, which moves back to the end of the row before.
+static double sum_of_row(three_at& at, const double q[])
+{
+    step_back(at);
+    if (*at.opens == 1) [[likely]] {
+        // (0 + a) + b = a + (b + 0), signed zeros included; the term that is there last comes in as late as it can.
+        const double sum = q[at.unknown[0]] * at.value[0] + (q[at.unknown[1]] * at.value[1] + 0.0);
+        return sum + q[at.unknown[2]] * at.value[2];
+    }
+    const std::uint8_t* last = at.opens;
+    while (*at.opens == 0) step_back(at);
+    double sum = 0.0;
+    for (std::ptrdiff_t k = 0; k < 3 * (last - at.opens + 1); ++k) sum += q[at.unknown[k]] * at.value[k];
+    return sum;
 }
 
 // The divisions and the sum of r q run beside the substitution, which waits for one row after another.
 template <bool divide>
-static double backward_rows(gradient_vectors& v, const coupling_threes& above, const double pivots[])
+static double substitute_backward(gradient_vectors& v, const coupling_pattern& pattern, const double factor[],
+                                  const double pivots[])
 {
     const double* r = v.r.get();
     double* q = v.q.get();
     part_sums sums;
-    three_at t = first_three(above);
-    t = {t.opens + above.count, t.unknown + 3 * above.count, t.value + 3 * above.count};
-    q[v.n] = 1.0;
-    for (std::size_t i = v.n; i-- > 0;) {
+    three_at at = end_of_threes(pattern, factor);
+    q[pattern.n] = 1.0;
+    for (std::size_t i = pattern.n; i-- > 0;) {
         double qi = q[i];
         if (divide) qi = qi / pivots[i];
-        --t.opens;
-        t.unknown -= 3;
-        t.value -= 3;
-        // (0 + a) + b = a + (b + 0), signed zeros included; the term that is there last comes in as late as it can.
-        double sum = q[t.unknown[0]] * t.value[0] + (q[t.unknown[1]] * t.value[1] + 0.0);
-        sum += q[t.unknown[2]] * t.value[2];
-        while (*t.opens == 0) [[unlikely]]
-            {
-                --t.opens;
-                t.unknown -= 3;
-                t.value -= 3;
-                sum += q[t.unknown[0]] * t.value[0];
-                sum += q[t.unknown[1]] * t.value[1];
-                sum += q[t.unknown[2]] * t.value[2];
-            }
-        qi = qi - sum;
+        qi = qi - sum_of_row(at, q);
         q[i] = qi;
         sums.part[i % sum_parts] += r[i] * qi;
     }
     return total(sums);
 }
 
-double backward_pass(gradient_vectors& v, const coupling_threes& above, const double pivots[])
+double backward_pass(gradient_vectors& v, const coupling_pattern& pattern, const double factor[], const double pivots[])
 {
-    return pivots != nullptr ? backward_rows<true>(v, above, pivots) : backward_rows<false>(v, above, pivots);
-}
-
-product_matrix make_product_matrix(std::FILE* log, const char* name, const matrix_rows& rows, const double values[])
-{
-    product_matrix a{.above = couplings_above(log, name, rows, values, threes_of_a_row::ascend, -0.0), .reach = {}};
-    const auto n = static_cast<std::size_t>(rows.ndim);
-    a.reach = zero_array<std::int32_t>(log, name, n / rows_of_a_block + 1);
-    std::int32_t last = 0;
-    for (std::size_t first = 0; first < n; first += rows_of_a_block) {
-        const std::int64_t end = rows.start[std::min(first + rows_of_a_block, n)];
-        for (std::int64_t t = rows.start[first]; t < end; ++t)
-            last = std::max(last, rows.mindex[static_cast<std::size_t>(t)]);
-        a.reach[first / rows_of_a_block] = last + 1;
-    }
-    return a;
+    return pivots != nullptr ? substitute_backward<true>(v, pattern, factor, pivots)
+                             : substitute_backward<false>(v, pattern, factor, pivots);
 }
 
 // Rows [first, end) of the product; q holds p and the couplings with the rows before them on entry.
@@ -150,39 +160,37 @@ static void multiply_rows(three_at& at, const std::uint8_t* opens_end, const dou
     at = t;
 }
 
-static double multiply_blocks(gradient_vectors& v, const product_matrix& a, bool update, double alpha, double beta)
+static double multiply_blocks(gradient_vectors& v, const coupling_pattern& pattern, const double a[], bool update,
+                              double alpha, double beta)
 {
-    double* x = v.x.get();
     double* p = v.p.get();
     double* q = v.q.get();
     part_sums sums;
-    three_at at = first_three(a.above);
-    const std::uint8_t* opens_end = at.opens + a.above.count;
-    p[v.n] = q[v.n] = 1.0;
+    three_at at = first_three(pattern, a);
+    const std::uint8_t* opens_end = at.opens + pattern.count;
+    p[pattern.n] = q[pattern.n] = 1.0;
     std::size_t ready = 0; // unknowns whose p is new
-    for (std::size_t first = 0; first < v.n; first += rows_of_a_block) {
-        const std::size_t end = std::min(first + rows_of_a_block, v.n);
-        const std::size_t reach = std::max(end, static_cast<std::size_t>(a.reach[first / rows_of_a_block]));
-        if (update) {
-            v.kernel->update_direction(alpha, beta, x, p, q, ready, reach);
-        } else if (ready < reach) {
+    for (std::size_t first = 0; first < pattern.n; first += rows_of_a_block) {
+        const std::size_t end = std::min(first + rows_of_a_block, pattern.n), reach = reach_of(pattern, first);
+        if (update)
+            v.kernel->update_direction(alpha, beta, v.x.get(), p, q, ready, reach);
+        else
             std::copy(q + ready, q + reach, p + ready);
-        }
-        ready = std::max(ready, reach);
+        ready = reach;
         multiply_rows(at, opens_end, p, q, first, end);
         v.kernel->add_products(sums, p, q, first, end);
     }
     return total(sums);
 }
 
-double first_product_pass(gradient_vectors& v, const product_matrix& a)
+double first_product_pass(gradient_vectors& v, const coupling_pattern& pattern, const double a[])
 {
-    return multiply_blocks(v, a, false, 0.0, 0.0);
+    return multiply_blocks(v, pattern, a, false, 0.0, 0.0);
 }
 
-double product_pass(gradient_vectors& v, const product_matrix& a, double alpha, double beta)
+double product_pass(gradient_vectors& v, const coupling_pattern& pattern, const double a[], double alpha, double beta)
 {
-    return multiply_blocks(v, a, true, alpha, beta);
+    return multiply_blocks(v, pattern, a, true, alpha, beta);
 }
 
 } // namespace tarnel

@@ -40,19 +40,14 @@ void factorise_incomplete(double eps_zero, matrix_rows& rows, std::FILE* log)
     }
 }
 
-// What an iteration passes through; SCG has no factor, CG's has no pivots.
+// What an iteration passes through.
 struct preconditioned_system {
     variant kind;
-    product_matrix products;
-    coupling_threes below, above; // of the unit upper factor
-    owned_array<double> pivots;
+    coupling_pattern pattern;
+    owned_array<double> products; // scaled matrix, which is CG's factor too
+    owned_array<double> factors;  // of ICCG
+    owned_array<double> pivots;   // of ICCG
 };
-
-static void take_factors(std::FILE* log, const matrix_rows& rows, preconditioned_system& system)
-{
-    system.below = couplings_below(log, "amatr", rows, rows.amatr.get(), 0.0);
-    system.above = couplings_above(log, "amatr", rows, rows.amatr.get(), threes_of_a_row::descend, -0.0);
-}
 
 static void log_convergence(variant kind, std::int32_t iter, double deps, double rnorm, double unorm, std::FILE* log)
 {
@@ -65,28 +60,33 @@ static void log_convergence(variant kind, std::int32_t iter, double deps, double
 //   returns false when the right-hand side counts as zero and x is left alone
 static bool iterate(const control& cntl, const preconditioned_system& system, gradient_vectors& v, std::FILE* log)
 {
-    const coupling_threes* below = system.kind == scg ? nullptr : &system.below;
-    const double square = inner_product_by_parts(v, v.r.get(), v.r.get()), unorm = std::sqrt(square);
-    first_forward_pass(v, below);
-    double rho = system.kind == scg ? square : backward_pass(v, system.above, system.pivots.get());
+    const std::size_t n = system.pattern.n;
+    const double* factor = system.kind == iccg ? system.factors.get() : system.products.get();
+    if (system.kind == scg) factor = nullptr;
+    const auto backward = [&](double residual) { // without a factor z = r
+        return factor != nullptr ? backward_pass(v, system.pattern, factor, system.pivots.get()) : residual;
+    };
+    const double square = inner_product_by_parts(*v.kernel, n, v.r.get(), v.r.get()), unorm = std::sqrt(square);
+    first_forward_pass(v, system.pattern, factor);
+    double rho = backward(square);
     if (cntl.eps_zero > std::fabs(rho)) {
         log_lines(log, "      Warning. norm of right-side vector is zero.\n");
         return false;
     }
     double alpha = 0.0, beta = 0.0; // x = x + alpha p waits for the next pass over p
     for (std::int32_t iter = 0; iter < cntl.itermax_solv; ++iter) {
-        const double pap =
-            iter == 0 ? first_product_pass(v, system.products) : product_pass(v, system.products, alpha, beta);
+        const double pap = iter == 0 ? first_product_pass(v, system.pattern, system.products.get())
+                                     : product_pass(v, system.pattern, system.products.get(), alpha, beta);
         if (cntl.eps_zero > std::fabs(pap)) {
             log_lines(log, "      Note. {p}[A]{p} is zero.\n");
             return true;
         }
         alpha = rho / pap;
-        const double residual = forward_pass(v, below, alpha), rnorm = std::sqrt(residual);
+        const double residual = forward_pass(v, system.pattern, factor, alpha), rnorm = std::sqrt(residual);
         const double deps = rnorm / unorm;
         log_convergence(system.kind, iter, deps, rnorm, unorm, log);
         if (cntl.eps_solv > deps) break;
-        const double rho_new = system.kind == scg ? residual : backward_pass(v, system.above, system.pivots.get());
+        const double rho_new = backward(residual);
         if (cntl.eps_zero > std::fabs(rho_new)) {
             log_lines(log, "      Note. {r}[LDLT]-1{r} is zero.\n");
             break;
@@ -95,7 +95,7 @@ static bool iterate(const control& cntl, const preconditioned_system& system, gr
         rho = rho_new;
     }
     if (cntl.itermax_solv > 0)
-        for (std::size_t i = 0; i < v.n; ++i) v.x[i] = v.x[i] + alpha * v.p[i];
+        for (std::size_t i = 0; i < n; ++i) v.x[i] = v.x[i] + alpha * v.p[i];
     return true;
 }
 
@@ -106,18 +106,17 @@ static preconditioned_system prepare(const control& cntl, variant kind, matrix_r
     const auto n = static_cast<std::size_t>(rows.ndim);
     for (std::size_t i = 0; i < n; ++i) scale[i] = rows.amatr[static_cast<std::size_t>(rows.start[i])];
     preconditioned_system system{.kind = kind,
-                                 .products = make_product_matrix(log, "aorgr", rows, rows.amatr.get()),
-                                 .below = {},
-                                 .above = {},
+                                 .pattern = make_coupling_pattern(log, "mindex", rows),
+                                 .products = {},
+                                 .factors = {},
                                  .pivots = {}};
-    if (kind == scg) return system;
-    if (kind == iccg) {
-        for (std::size_t i = 0; i < n; ++i) rows.amatr[static_cast<std::size_t>(rows.start[i])] = cntl.accel_solv;
-        factorise_incomplete(cntl.eps_zero, rows, log);
-        system.pivots = empty_array<double>(log, "amatr", n);
-        for (std::size_t i = 0; i < n; ++i) system.pivots[i] = rows.amatr[static_cast<std::size_t>(rows.start[i])];
-    }
-    take_factors(log, rows, system);
+    system.products = make_coupling_values(log, "aorgr", system.pattern, rows, rows.amatr.get());
+    if (kind != iccg) return system;
+    for (std::size_t i = 0; i < n; ++i) rows.amatr[static_cast<std::size_t>(rows.start[i])] = cntl.accel_solv;
+    factorise_incomplete(cntl.eps_zero, rows, log);
+    system.pivots = empty_array<double>(log, "amatr", n);
+    for (std::size_t i = 0; i < n; ++i) system.pivots[i] = rows.amatr[static_cast<std::size_t>(rows.start[i])];
+    system.factors = make_coupling_values(log, "amatr", system.pattern, rows, rows.amatr.get());
     return system;
 }
 
@@ -129,8 +128,7 @@ void t_real_mtsolv_iccg(control cntl, solver_files files, std::FILE* log)
     system_head head = read_matrix(cntl, files.index, files.matrix, trailers::read, log);
     const std::int32_t ndim = head.rows.ndim;
     const auto n = static_cast<std::size_t>(ndim);
-    gradient_vectors v{.n = n,
-                       .x = zero_array<double>(log, "xvecr", n + 1),
+    gradient_vectors v{.x = zero_array<double>(log, "xvecr", n + 1),
                        .p = zero_array<double>(log, "pvecr", n + 1),
                        .q = zero_array<double>(log, "qvecr", n + 1),
                        .r = read_right_side(files.vector, ndim, head.ndim1, log)};

@@ -609,7 +609,6 @@ double sum_by_parts(const std::vector<double>& a, const std::vector<double>& b, 
 tarnel::gradient_vectors vectors_of(std::size_t n, std::FILE* log)
 {
     tarnel::gradient_vectors v;
-    v.n = n;
     v.x = tarnel::zero_array<double>(log, "x", n + 1);
     v.p = tarnel::zero_array<double>(log, "p", n + 1);
     v.q = tarnel::zero_array<double>(log, "q", n + 1);
@@ -657,11 +656,12 @@ TEST_F(iccg_solver, product_has_a_unit_diagonal_and_is_its_definition_bit_for_bi
         const std::size_t n = system.columns.size();
         run_stage([&](std::FILE* log) {
             const tarnel::matrix_rows rows = flat_rows(system, log);
-            const tarnel::product_matrix a = make_product_matrix(log, "a", rows, rows.amatr.get());
+            const tarnel::coupling_pattern pattern = make_coupling_pattern(log, "a", rows);
+            const auto a = make_coupling_values(log, "a", pattern, rows, rows.amatr.get());
             tarnel::gradient_vectors v = vectors_of(n, log);
             std::copy(system.b.begin(), system.b.end(), v.q.get());
             std::vector<double> p = system.b, q = product_by_definition(system, p), x(n, 0.0);
-            EXPECT_EQ(first_product_pass(v, a), sum_by_parts(p, q, false)) << n;
+            EXPECT_EQ(first_product_pass(v, pattern, a.get()), sum_by_parts(p, q, false)) << n;
             EXPECT_TRUE(same_bits(taken(v.p, n), p)) << n;
             EXPECT_TRUE(same_bits(taken(v.q, n), q)) << n;
 
@@ -672,7 +672,7 @@ TEST_F(iccg_solver, product_has_a_unit_diagonal_and_is_its_definition_bit_for_bi
                 p[i] = q[i] + beta * p[i];
             }
             q = product_by_definition(system, p);
-            EXPECT_EQ(product_pass(v, a, alpha, beta), sum_by_parts(p, q, false)) << n;
+            EXPECT_EQ(product_pass(v, pattern, a.get(), alpha, beta), sum_by_parts(p, q, false)) << n;
             EXPECT_TRUE(same_bits(taken(v.x, n), x)) << n;
             EXPECT_TRUE(same_bits(taken(v.p, n), p)) << n;
             EXPECT_TRUE(same_bits(taken(v.q, n), q)) << n;
@@ -687,9 +687,8 @@ TEST_F(iccg_solver, solution_with_the_factors_is_its_definition_bit_for_bit)
             const std::size_t n = system.columns.size();
             run_stage([&](std::FILE* log) {
                 const tarnel::matrix_rows rows = flat_rows(system, log);
-                const tarnel::coupling_threes below = couplings_below(log, "below", rows, rows.amatr.get(), 0.0);
-                const tarnel::coupling_threes above =
-                    couplings_above(log, "above", rows, rows.amatr.get(), tarnel::threes_of_a_row::descend, -0.0);
+                const tarnel::coupling_pattern pattern = make_coupling_pattern(log, "u", rows);
+                const auto u = make_coupling_values(log, "u", pattern, rows, rows.amatr.get());
                 std::vector<double> pivots;
                 for (const auto& row : system.values) pivots.push_back(row[0]);
                 const auto substitute = [&](std::vector<double> z) {
@@ -707,20 +706,20 @@ TEST_F(iccg_solver, solution_with_the_factors_is_its_definition_bit_for_bit)
                 };
                 tarnel::gradient_vectors v = vectors_of(n, log);
                 std::copy(system.b.begin(), system.b.end(), v.r.get());
-                first_forward_pass(v, &below);
+                first_forward_pass(v, pattern, u.get());
                 const double* d = divided ? pivots.data() : nullptr;
                 std::vector<double> z = substitute(system.b);
-                EXPECT_EQ(backward_pass(v, above, d), sum_by_parts(system.b, z, true)) << n;
+                EXPECT_EQ(backward_pass(v, pattern, u.get(), d), sum_by_parts(system.b, z, true)) << n;
                 EXPECT_TRUE(same_bits(taken(v.q, n), z)) << n;
 
                 // q stands for A p now
                 const double alpha = 0.3;
                 std::vector<double> r = system.b;
                 for (std::size_t i = 0; i < n; ++i) r[i] = r[i] - alpha * z[i];
-                EXPECT_EQ(forward_pass(v, &below, alpha), sum_by_parts(r, r, false)) << n;
+                EXPECT_EQ(forward_pass(v, pattern, u.get(), alpha), sum_by_parts(r, r, false)) << n;
                 EXPECT_TRUE(same_bits(taken(v.r, n), r)) << n;
                 z = substitute(r);
-                EXPECT_EQ(backward_pass(v, above, d), sum_by_parts(r, z, true)) << n;
+                EXPECT_EQ(backward_pass(v, pattern, u.get(), d), sum_by_parts(r, z, true)) << n;
                 EXPECT_TRUE(same_bits(taken(v.q, n), z)) << n;
             });
         }
@@ -729,11 +728,53 @@ TEST_F(iccg_solver, solution_with_the_factors_is_its_definition_bit_for_bit)
 TEST_F(iccg_solver, without_a_factor_the_residual_stands_for_itself)
 {
     run_stage([&](std::FILE* log) {
+        const tarnel::matrix_rows rows = flat_rows(scaled_system(3, 1.0, 1), log);
+        const tarnel::coupling_pattern pattern = make_coupling_pattern(log, "a", rows);
         tarnel::gradient_vectors v = vectors_of(3, log);
         for (std::size_t i = 0; i < 3; ++i) v.r[i] = static_cast<double>(i + 1);
-        first_forward_pass(v, nullptr);
+        first_forward_pass(v, pattern, nullptr);
         EXPECT_EQ(taken(v.q, 3), (std::vector<double>{1, 2, 3}));
-        EXPECT_EQ(forward_pass(v, nullptr, 2.0), 14.0); // r - 2 r
+        EXPECT_EQ(forward_pass(v, pattern, nullptr, 2.0), 14.0); // r - 2 r
         EXPECT_EQ(taken(v.q, 3), (std::vector<double>{-1, -2, -3}));
     });
+}
+
+TEST_F(iccg_solver, vectors_are_passed_over_with_the_same_bits_by_every_kernel)
+{
+    std::mt19937 random(11);
+    std::normal_distribution<double> normal;
+    const tarnel::vector_kernels kernels = tarnel::available_vector_kernels();
+    EXPECT_EQ(kernels.form[kernels.count - 1], &tarnel::portable_vector_kernel);
+    EXPECT_EQ(kernels.form[0], &tarnel::fastest_vector_kernel());
+    for (const std::size_t end : {0U, 1U, 7U, 8U, 9U, 16U, 61U, 200U}) {
+        std::vector<double> x(end), p(end), q(end), r(end);
+        for (std::vector<double>* vector : {&x, &p, &q, &r})
+            for (double& value : *vector) value = normal(random);
+        for (int k = 0; k < kernels.count; ++k) {
+            std::vector<double> xk = x, pk = p, qk = q, rk = r;
+            tarnel::part_sums products, squares;
+            kernels.form[k]->add_products(products, x.data(), p.data(), 0, end);
+            EXPECT_EQ(total(products), sum_by_parts(x, p, false)) << end;
+            kernels.form[k]->update_residual(squares, 0.3, rk.data(), qk.data(), 0, end);
+            std::vector<double> expected = r;
+            for (std::size_t i = 0; i < end; ++i) {
+                const double step = 0.3 * q[i];
+                expected[i] = r[i] - step;
+            }
+            EXPECT_TRUE(same_bits(rk, expected)) << end;
+            EXPECT_TRUE(same_bits(qk, expected)) << end;
+            EXPECT_EQ(total(squares), sum_by_parts(expected, expected, false)) << end;
+            qk = q;
+            kernels.form[k]->update_direction(0.7, -1.1, xk.data(), pk.data(), qk.data(), 0, end);
+            std::vector<double> position = x, direction = p;
+            for (std::size_t i = 0; i < end; ++i) {
+                const double step = 0.7 * p[i], part = -1.1 * p[i];
+                position[i] = x[i] + step;
+                direction[i] = q[i] + part;
+            }
+            EXPECT_TRUE(same_bits(xk, position)) << end;
+            EXPECT_TRUE(same_bits(pk, direction)) << end;
+            EXPECT_TRUE(same_bits(qk, direction)) << end;
+        }
+    }
 }
