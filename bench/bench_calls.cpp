@@ -8,6 +8,7 @@
 
 #include <tarnel.h>
 
+#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -57,19 +58,22 @@ static void time_calls(const std::filesystem::path& directory, std::size_t turns
     std::filesystem::current_path(directory);
     const text_model model = hundred_nodes();
     write_model(".", model);
-    std::vector<double> milliseconds;
+    std::vector<double> milliseconds, on_the_wall;
     for (std::size_t turn = 0; turn < turns; ++turn) {
         std::filesystem::remove(tarnel::node_results_file);
         const double start = cpu_seconds();
+        const auto begin = std::chrono::steady_clock::now();
         for (std::size_t call = 0; call < calls; ++call) main_tarnel_n1();
         milliseconds.push_back((cpu_seconds() - start) * 1e3 / static_cast<double>(calls));
+        const std::chrono::duration<double, std::milli> waited = std::chrono::steady_clock::now() - begin;
+        on_the_wall.push_back(waited.count() / static_cast<double>(calls));
         check_potentials(model);
     }
     const double each = median(milliseconds);
     print_table(stdout,
-                {{"a hundred nodes, call after call", "calls", "CPU ms a call", "goal"},
-                 {"main_tarnel_n1", grouped(static_cast<long long>(calls)), decimal(each, 3),
-                  goal_text(each, wanted::at_most, most_milliseconds, " ms")}},
+                {{"a hundred nodes, call after call", "calls", "ms a call", "CPU ms a call", "goal"},
+                 {"main_tarnel_n1", grouped(static_cast<long long>(calls)), decimal(median(on_the_wall), 3),
+                  decimal(each, 3), goal_text(each, wanted::at_most, most_milliseconds, " ms")}},
                 1);
 }
 
