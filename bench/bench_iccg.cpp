@@ -119,7 +119,7 @@ static void take_peer_turn(const loaded_model& model, contender& peer, solve_fun
     peer.seconds.push_back(result.seconds);
 }
 
-static cg_peer_system peer_system(const loaded_model& model, cg_peer_store store)
+[[maybe_unused]] static cg_peer_system peer_system(const loaded_model& model, cg_peer_store store)
 {
     const assembled_system& s = model.scaled;
     if (store == store_upper_triangle)
