@@ -22,6 +22,7 @@ using namespace tarnel_bench;
 
 constexpr std::uint32_t side = 10;
 constexpr double most_milliseconds = 2;
+constexpr long default_calls = 300;
 
 // Ten by ten nodes one metre apart; A is 0 at the left end and 9 at the right, so it must be x in between.
 static text_model hundred_nodes()
@@ -81,9 +82,9 @@ int main(int argument_count, char** arguments)
 {
     program_options given;
     const bool understood = read_options(argument_count, arguments, given);
-    const long calls = given.rest.size() == 2 ? std::strtol(given.rest[1].c_str(), nullptr, 10) : 1000;
+    const long calls = given.rest.size() == 2 ? std::strtol(given.rest[1].c_str(), nullptr, 10) : default_calls;
     if (!understood || given.rest.empty() || given.rest.size() > 2 || calls < 1) {
-        std::fputs("usage: bench_calls [--repeat N] DIR [CALLS]   (default 1000 calls)\n", stderr);
+        std::fputs("usage: bench_calls [--repeat N] DIR [CALLS]   (default 300 calls)\n", stderr);
         return 2;
     }
     try {
