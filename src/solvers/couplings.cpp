@@ -35,6 +35,13 @@ coupling_pattern make_coupling_pattern(std::FILE* log, const char* name, const m
     return pattern;
 }
 
+std::size_t reach_of(const coupling_pattern& pattern, std::size_t first, std::size_t pieces)
+{
+    const std::size_t end =
+        std::max(first + rows_of_a_block, static_cast<std::size_t>(pattern.reach[first / rows_of_a_block]));
+    return std::min((end + pieces - 1) / pieces * pieces, pattern.n);
+}
+
 owned_array<double> make_coupling_values(std::FILE* log, const char* name, const coupling_pattern& pattern,
                                          const matrix_rows& rows, const double values[])
 {

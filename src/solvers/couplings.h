@@ -31,4 +31,38 @@ coupling_pattern make_coupling_pattern(std::FILE* log, const char* name, const m
 owned_array<double> make_coupling_values(std::FILE* log, const char* name, const coupling_pattern& pattern,
                                          const matrix_rows& rows, const double values[]);
 
+// A place in the threes of a pass.
+struct three_at {
+    const std::uint8_t* opens;
+    const std::int32_t* unknown;
+    const double* value;
+};
+
+inline three_at first_three(const coupling_pattern& pattern, const double values[])
+{
+    return {pattern.opens.get(), pattern.unknown.get(), values};
+}
+
+inline three_at end_of_threes(const coupling_pattern& pattern, const double values[])
+{
+    return {pattern.opens.get() + pattern.count, pattern.unknown.get() + 3 * pattern.count, values + 3 * pattern.count};
+}
+
+inline void step_on(three_at& t)
+{
+    ++t.opens;
+    t.unknown += 3;
+    t.value += 3;
+}
+
+inline void step_back(three_at& t)
+{
+    --t.opens;
+    t.unknown -= 3;
+    t.value -= 3;
+}
+
+// What a block of rows needs ready before it is visited: its own unknowns and those that it couples, in whole `pieces`.
+std::size_t reach_of(const coupling_pattern& pattern, std::size_t first, std::size_t pieces);
+
 } // namespace tarnel

@@ -12,45 +12,13 @@ double inner_product_by_parts(const vector_kernel& kernel, std::size_t n, const 
     return total(sums);
 }
 
-// A place in the threes of a pass.
-struct three_at {
-    const std::uint8_t* opens;
-    const std::int32_t* unknown;
-    const double* value;
-};
-
-static three_at first_three(const coupling_pattern& pattern, const double values[])
-{
-    return {pattern.opens.get(), pattern.unknown.get(), values};
-}
-
-static three_at end_of_threes(const coupling_pattern& pattern, const double values[])
-{
-    return {pattern.opens.get() + pattern.count, pattern.unknown.get() + 3 * pattern.count, values + 3 * pattern.count};
-}
-
-static void step_back(three_at& t)
-{
-    --t.opens;
-    t.unknown -= 3;
-    t.value -= 3;
-}
-
-// What a block of rows needs ready before it is visited: its own unknowns and those that it couples, in whole eights.
-static std::size_t reach_of(const coupling_pattern& pattern, std::size_t first)
-{
-    const std::size_t end =
-        std::max(first + rows_of_a_block, static_cast<std::size_t>(pattern.reach[first / rows_of_a_block]));
-    return std::min((end + sum_parts - 1) / sum_parts * sum_parts, pattern.n);
-}
-
 // Rows [first, end) of the forward substitution; `at` moves on to the row behind them.
 static void substitute_forward(three_at& at, const std::uint8_t* opens_end, double q[], std::size_t first,
                                std::size_t end)
 {
     three_at t = at;
     std::size_t i = first - 1; // the row's first three opens it
-    for (; t.opens != opens_end; ++t.opens, t.unknown += 3, t.value += 3) {
+    for (; t.opens != opens_end; step_on(t)) {
         if (i + *t.opens == end) break;
         i += *t.opens;
         const double qi = q[i], u0 = t.value[0], u1 = t.value[1], u2 = t.value[2];
@@ -73,7 +41,7 @@ static double forward_blocks(gradient_vectors& v, const coupling_pattern& patter
     q[pattern.n] = 1.0;
     std::size_t ready = 0; // unknowns whose r is new
     for (std::size_t first = 0; first < pattern.n; first += rows_of_a_block) {
-        const std::size_t reach = reach_of(pattern, first);
+        const std::size_t reach = reach_of(pattern, first, sum_parts);
         if (update)
             v.kernel->update_residual(sums, alpha, r, q, ready, reach);
         else
@@ -143,7 +111,7 @@ static void multiply_rows(three_at& at, const std::uint8_t* opens_end, const dou
 {
     three_at t = at;
     std::size_t i = first - 1;
-    for (; t.opens != opens_end; ++t.opens, t.unknown += 3, t.value += 3) {
+    for (; t.opens != opens_end; step_on(t)) {
         if (i + *t.opens == end) break;
         i += *t.opens;
         const double pi = p[i], a0 = t.value[0], a1 = t.value[1], a2 = t.value[2];
@@ -171,7 +139,7 @@ static double multiply_blocks(gradient_vectors& v, const coupling_pattern& patte
     p[pattern.n] = q[pattern.n] = 1.0;
     std::size_t ready = 0; // unknowns whose p is new
     for (std::size_t first = 0; first < pattern.n; first += rows_of_a_block) {
-        const std::size_t end = std::min(first + rows_of_a_block, pattern.n), reach = reach_of(pattern, first);
+        const std::size_t end = std::min(first + rows_of_a_block, pattern.n), reach = reach_of(pattern, first, 1);
         if (update)
             v.kernel->update_direction(alpha, beta, v.x.get(), p, q, ready, reach);
         else

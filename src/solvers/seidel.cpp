@@ -1,6 +1,8 @@
 #include "solvers/seidel.h"
 
 #include "common/number_text.h"
+#include "solvers/couplings.h"
+#include "solvers/vector_kernel.h"
 
 #include <algorithm>
 #include <cmath>
@@ -8,51 +10,86 @@
 namespace tarnel
 {
 
-// Sums of squares over a group of unknowns, ascending.
+// Sums of squares over a group of unknowns, unknown i in part i mod 8, ascending.
 struct change_sums {
-    double change = 0.0; // of x - x0
-    double size = 0.0;   // of x
+    part_sums change; // of x - x0
+    part_sums size;   // of x
 };
 
-// One sweep over the rows [first, last): x_i is final once the rows before it have been visited and its own couplings
-// to the previous iterate are subtracted, so the sums and the relaxed iterate are formed in the same pass.
-static change_sums sweep_rows(const matrix_rows& rows, std::size_t first, std::size_t last, double omega, double x[],
-                              double x0[])
+// A sweep under way; x and x0 have n + 1 places, the last for the fillers of the couplings.
+struct sweep_state {
+    const coupling_pattern& pattern;
+    double omega;
+    const double* b;
+    double* x;
+    double* x0;
+    three_at at;           // of the next row
+    std::size_t ready = 0; // unknowns that x has taken from b
+};
+
+// x_i is final once the rows before it have been visited and its own couplings to the previous iterate are subtracted;
+// `at` moves on to the next row.
+static double visit_row(three_at& at, const std::uint8_t* opens_end, std::size_t i, double x[], const double x0[])
 {
-    const std::int32_t* columns = rows.mindex.get();
-    const double* a = rows.amatr.get();
-    change_sums sums;
-    for (std::size_t i = first; i < last; ++i) {
-        const std::int64_t begin = rows.start[i] + 1, end = rows.start[i + 1];
-        double behind = 0.0;
-        for (std::int64_t t = begin; t < end; ++t) behind += a[t] * x0[columns[t]];
-        const double xi = x[i] - behind;
-        x[i] = xi;
-        for (std::int64_t t = begin; t < end; ++t) x[columns[t]] -= a[t] * xi;
-        const double change = xi - x0[i];
-        sums.change += change * change;
-        sums.size += xi * xi;
-        x0[i] = omega * xi + (1.0 - omega) * x0[i];
+    const three_at row = at;
+    double behind = 0.0;
+    do {
+        behind += at.value[0] * x0[at.unknown[0]];
+        behind += at.value[1] * x0[at.unknown[1]];
+        behind += at.value[2] * x0[at.unknown[2]];
+        step_on(at);
+    } while (at.opens != opens_end && *at.opens == 0);
+    const double xi = x[i] - behind;
+    x[i] = xi;
+    for (three_at t = row; t.opens != at.opens; step_on(t)) {
+        const double a0 = t.value[0], a1 = t.value[1], a2 = t.value[2];
+        x[t.unknown[0]] -= a0 * xi;
+        x[t.unknown[1]] -= a1 * xi;
+        x[t.unknown[2]] -= a2 * xi;
     }
+    return xi;
+}
+
+// The rows [first, last) of a sweep: the sums and the relaxed iterate are formed in the same pass.
+static change_sums sweep_rows(sweep_state& s, std::size_t first, std::size_t last)
+{
+    const std::uint8_t* opens_end = s.pattern.opens.get() + s.pattern.count;
+    change_sums sums;
+    three_at at = s.at;
+    for (std::size_t i = first; i < last; ++i) {
+        if (i % rows_of_a_block == 0) {
+            const std::size_t reach = reach_of(s.pattern, i, 1);
+            std::copy(s.b + s.ready, s.b + reach, s.x + s.ready);
+            s.ready = reach;
+        }
+        const double xi = visit_row(at, opens_end, i, s.x, s.x0), change = xi - s.x0[i];
+        sums.change.part[i % sum_parts] += change * change;
+        sums.size.part[i % sum_parts] += xi * xi;
+        s.x0[i] = s.omega * xi + (1.0 - s.omega) * s.x0[i];
+    }
+    s.at = at;
     return sums;
 }
 
 // 0 where a sum counts as zero; a NaN stays one, so that a diverged iterate never counts as converged.
 static double relative_change(const change_sums& sums, double eps_zero)
 {
-    if (sums.change <= eps_zero || sums.size <= eps_zero) return 0.0;
-    return std::sqrt(sums.change) / std::sqrt(sums.size);
+    const double change = total(sums.change), size = total(sums.size);
+    if (change <= eps_zero || size <= eps_zero) return 0.0;
+    return std::sqrt(change) / std::sqrt(size);
 }
 
 // Sweeps from zero; unknowns below ndim1 and from it on are judged apart.
-static void sweep(const control& cntl, const matrix_rows& rows, std::int32_t ndim1, const double b[], double x[],
-                  double x0[], std::FILE* log)
+static void sweep(const control& cntl, const coupling_pattern& pattern, const double a[], std::int32_t ndim1,
+                  const double b[], double x[], double x0[], std::FILE* log)
 {
-    const auto n = static_cast<std::size_t>(rows.ndim), group = static_cast<std::size_t>(ndim1);
+    const auto group = static_cast<std::size_t>(ndim1);
     for (std::int32_t iter = 0; iter < cntl.itermax_solv; ++iter) {
-        std::copy(b, b + n, x);
-        const change_sums first = sweep_rows(rows, 0, group, cntl.accel_solv, x, x0);
-        const change_sums second = sweep_rows(rows, group, n, cntl.accel_solv, x, x0);
+        x[pattern.n] = x0[pattern.n] = 1.0;
+        sweep_state state{
+            .pattern = pattern, .omega = cntl.accel_solv, .b = b, .x = x, .x0 = x0, .at = first_three(pattern, a)};
+        const change_sums first = sweep_rows(state, 0, group);
+        const change_sums second = sweep_rows(state, group, pattern.n);
         if (iter == 0) continue;
         double eps = relative_change(first, cntl.eps_zero);
         const double eps_second = relative_change(second, cntl.eps_zero);
@@ -69,8 +106,8 @@ void t_real_mtsolv_seidel(control cntl, solver_files files, std::FILE* log)
     matrix_rows& rows = head.rows;
     const auto n = static_cast<std::size_t>(rows.ndim);
     const owned_array<double> uvecr = read_right_side(files.vector, rows.ndim, head.ndim1, log);
-    const owned_array<double> xvecr = zero_array<double>(log, "xvecr", n);
-    const owned_array<double> xvecr0 = zero_array<double>(log, "xvecr0", n);
+    const owned_array<double> xvecr = zero_array<double>(log, "xvecr", n + 1);
+    const owned_array<double> xvecr0 = zero_array<double>(log, "xvecr0", n + 1);
     scale_system(cntl.eps_zero, rows, uvecr.get(), log);
 
     double size = 0.0;
@@ -78,7 +115,9 @@ void t_real_mtsolv_seidel(control cntl, solver_files files, std::FILE* log)
     if (size < cntl.eps_zero) {
         log_lines(log, "      Warning. norm of right-side vector is zero.\n");
     } else {
-        sweep(cntl, rows, head.ndim1, uvecr.get(), xvecr.get(), xvecr0.get(), log);
+        const coupling_pattern pattern = make_coupling_pattern(log, "mindex", rows);
+        const owned_array<double> a = make_coupling_values(log, "amatr", pattern, rows, rows.amatr.get());
+        sweep(cntl, pattern, a.get(), head.ndim1, uvecr.get(), xvecr.get(), xvecr0.get(), log);
         for (std::size_t i = 0; i < n; ++i) xvecr[i] = rows.amatr[static_cast<std::size_t>(rows.start[i])] * xvecr[i];
     }
     write_solution(files.solution, rows.ndim, xvecr.get(), log);
