@@ -16,7 +16,8 @@ coupling_pattern make_coupling_pattern(std::FILE* log, const char* name, const m
     pattern.n = static_cast<std::size_t>(rows.ndim);
     for (std::int32_t i = 0; i < rows.ndim; ++i) pattern.count += threes_for(terms_of(rows, i) - 1);
     const auto places = static_cast<std::size_t>(pattern.count) * 3;
-    pattern.opens = zero_array<std::uint8_t>(log, name, static_cast<std::size_t>(pattern.count));
+    pattern.opens = zero_array<std::uint8_t>(log, name, static_cast<std::size_t>(pattern.count) + 1);
+    pattern.opens[static_cast<std::size_t>(pattern.count)] = 1;
     pattern.unknown = empty_array<std::int32_t>(log, name, places);
     pattern.reach = zero_array<std::int32_t>(log, name, pattern.n / rows_of_a_block + 1);
     std::int32_t reach = 0;

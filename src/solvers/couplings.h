@@ -17,7 +17,7 @@ inline constexpr std::size_t rows_of_a_block = 512;
 struct coupling_pattern {
     std::size_t n = 0;                 // unknowns
     std::int64_t count = 0;            // threes
-    owned_array<std::uint8_t> opens;   // 1 where a three is the first of its row; a row has at least one
+    owned_array<std::uint8_t> opens;   // 1 where a three is the first of its row, and behind the last three
     owned_array<std::int32_t> unknown; // three a three, in the order of the matrix; n: nothing
     owned_array<std::int32_t> reach;   // 1 + the last unknown that the rows up to each block's end couple, 0 for none
 };

@@ -27,9 +27,8 @@ struct sweep_state {
     std::size_t ready = 0; // unknowns that x has taken from b
 };
 
-// x_i is final once the rows before it have been visited and its own couplings to the previous iterate are subtracted;
-// `at` moves on to the next row.
-static double visit_row(three_at& at, const std::uint8_t* opens_end, std::size_t i, double x[], const double x0[])
+// x_i of a row with more than one three; `at` moves on to the next row.
+static double visit_long_row(three_at& at, double xi, double x[], const double x0[])
 {
     const three_at row = at;
     double behind = 0.0;
@@ -38,36 +37,46 @@ static double visit_row(three_at& at, const std::uint8_t* opens_end, std::size_t
         behind += at.value[1] * x0[at.unknown[1]];
         behind += at.value[2] * x0[at.unknown[2]];
         step_on(at);
-    } while (at.opens != opens_end && *at.opens == 0);
-    const double xi = x[i] - behind;
-    x[i] = xi;
-    for (three_at t = row; t.opens != at.opens; step_on(t)) {
-        const double a0 = t.value[0], a1 = t.value[1], a2 = t.value[2];
-        x[t.unknown[0]] -= a0 * xi;
-        x[t.unknown[1]] -= a1 * xi;
-        x[t.unknown[2]] -= a2 * xi;
-    }
+    } while (*at.opens == 0);
+    xi -= behind;
+    for (three_at t = row; t.opens != at.opens; step_on(t))
+        for (int k = 0; k < 3; ++k) x[t.unknown[k]] -= t.value[k] * xi;
     return xi;
 }
 
-// The rows [first, last) of a sweep: the sums and the relaxed iterate are formed in the same pass.
+// The rows [first, last) of a sweep. x_i is final once the rows before it have been visited and its own couplings to
+// the previous iterate are subtracted; the sums and the relaxed iterate are formed in the same pass.
 static change_sums sweep_rows(sweep_state& s, std::size_t first, std::size_t last)
 {
-    const std::uint8_t* opens_end = s.pattern.opens.get() + s.pattern.count;
+    double *x = s.x, *x0 = s.x0;
+    const double omega = s.omega, rest = 1.0 - s.omega;
     change_sums sums;
-    three_at at = s.at;
+    three_at t = s.at;
     for (std::size_t i = first; i < last; ++i) {
         if (i % rows_of_a_block == 0) {
             const std::size_t reach = reach_of(s.pattern, i, 1);
-            std::copy(s.b + s.ready, s.b + reach, s.x + s.ready);
+            std::copy(s.b + s.ready, s.b + reach, x + s.ready);
             s.ready = reach;
         }
-        const double xi = visit_row(at, opens_end, i, s.x, s.x0), change = xi - s.x0[i];
+        double xi = x[i];
+        if (t.opens[1] == 1) [[likely]] {
+            const double a0 = t.value[0], a1 = t.value[1], a2 = t.value[2];
+            const std::ptrdiff_t j0 = t.unknown[0], j1 = t.unknown[1], j2 = t.unknown[2];
+            xi -= 0.0 + a0 * x0[j0] + a1 * x0[j1] + a2 * x0[j2];
+            x[j0] -= a0 * xi;
+            x[j1] -= a1 * xi;
+            x[j2] -= a2 * xi;
+            step_on(t);
+        } else {
+            xi = visit_long_row(t, xi, x, x0);
+        }
+        x[i] = xi;
+        const double change = xi - x0[i];
         sums.change.part[i % sum_parts] += change * change;
         sums.size.part[i % sum_parts] += xi * xi;
-        s.x0[i] = s.omega * xi + (1.0 - s.omega) * s.x0[i];
+        x0[i] = omega * xi + rest * x0[i];
     }
-    s.at = at;
+    s.at = t;
     return sums;
 }
 
