@@ -1,0 +1,29 @@
+// The finite elements.
+#include "common/records.h"
+#include "fuzz/fuzz_support.h"
+#include "readers/felm_data.h"
+
+using namespace tarnel;
+using namespace tarnel_fuzz;
+
+// Limits as a small model has them, and as a careless host writes them.
+static control limits_of(std::size_t size)
+{
+    control cntl;
+    const std::int32_t limit = size % 2 == 0 ? 20 : 1000000000;
+    cntl.maxnog = cntl.maxfelm = cntl.maxprp = cntl.maxedg = limit;
+    return cntl;
+}
+
+int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    enter_work_directory();
+    write_input(felms_text, text_of(data, size));
+    runs_through([size](std::FILE* log) {
+        lent_input text(felms_text, log);
+        lent_output out(felms_file, log);
+        t_rd_felm_data(limits_of(size), {text, out}, log);
+        close_output(log, out);
+    });
+    return 0;
+}
