@@ -3,6 +3,12 @@
 #include <limits>
 #include <utility>
 
+#if defined(__unix__)
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#endif
+
 namespace tarnel
 {
 
@@ -28,9 +34,29 @@ bool open_input(std::FILE* log, input_file& file, const char* path, const char* 
     return true;
 }
 
+#if defined(__unix__)
+// Takes a plain file out of the way of a new one: some file systems bring a file that was cut to nothing and written
+// again to the disk when it is closed, at the cost of a hundred files. What is linked, special or write-protected stays
+// and is written through.
+//   returns the permissions that the new file takes over, 0 for those of any new file
+static mode_t make_way(const char* path)
+{
+    struct stat old;
+    if (lstat(path, &old) != 0 || !S_ISREG(old.st_mode) || old.st_nlink != 1) return 0;
+    if (faccessat(AT_FDCWD, path, W_OK, AT_EACCESS) != 0 || std::remove(path) != 0) return 0;
+    return old.st_mode & 0777U;
+}
+#endif
+
 bool open_output(std::FILE* log, output_file& file, const char* path, const char* name, content kind)
 {
+#if defined(__unix__)
+    const mode_t permissions = make_way(path);
+#endif
     if (!open_stream(file.stream, file.name, path, name, kind == content::text ? "w" : "wb")) return false;
+#if defined(__unix__)
+    if (permissions != 0) fchmod(fileno(file.stream.get()), permissions);
+#endif
     file.buffer = empty_array<char>(log, "stream", stream_buffer_bytes);
     file.filled = 0;
     return true;

@@ -51,7 +51,7 @@ struct output_file {
 //   errors  "      Error. Can't allocate (stream).\n"
 bool open_input(std::FILE* log, input_file& file, const char* path, const char* name);
 
-// Creates or truncates a file for writing; text files get the platform's line ends.
+// Creates a file for writing, in the place of a plain one of that name; text files get the platform's line ends.
 //   returns false when the file cannot be opened
 //   errors  "      Error. Can't allocate (stream).\n"
 enum class content { binary, text };

@@ -307,3 +307,40 @@ TEST_F(streams, item_is_reported_with_the_files_name)
     EXPECT_TRUE(outcome.failed);
     EXPECT_EQ(outcome.log, "      Error. in at-fixc-data.tmp(r:nog).\n");
 }
+
+TEST_F(streams, new_file_replaces_a_plain_one_and_keeps_its_permissions)
+{
+    write_file("out.tmp", "old content");
+    ASSERT_EQ(chmod("out.tmp", 0640), 0);
+    const owned_file reader(std::fopen("out.tmp", "rb"));
+    run_stage([](std::FILE* log) {
+        opened_output out("out.tmp");
+        write_bytes(log, out, "new", 3, "w");
+        close_output(log, out);
+    });
+    EXPECT_EQ(read_file("out.tmp"), "new");
+    struct stat now;
+    ASSERT_EQ(stat("out.tmp", &now), 0);
+    EXPECT_EQ(now.st_mode & 0777U, 0640U);
+    char old[20] = {};
+    EXPECT_EQ(std::fread(old, 1, 11, reader.get()), 11U); // a reader of the old file is not disturbed
+    EXPECT_STREQ(old, "old content");
+}
+
+TEST_F(streams, links_are_written_through)
+{
+    std::filesystem::create_directory("elsewhere");
+    write_file("elsewhere/symbolic.tmp", "old content");
+    write_file("hard.tmp", "old content");
+    std::filesystem::create_symlink("elsewhere/symbolic.tmp", "symbolic.tmp");
+    std::filesystem::create_hard_link("hard.tmp", "elsewhere/hard.tmp");
+    for (const char* name : {"symbolic.tmp", "hard.tmp"}) {
+        run_stage([&](std::FILE* log) {
+            opened_output out(name);
+            write_bytes(log, out, "new", 3, "w");
+            close_output(log, out);
+        });
+        EXPECT_EQ(read_file(std::string("elsewhere/") + name), "new");
+    }
+    EXPECT_TRUE(std::filesystem::is_symlink("symbolic.tmp"));
+}
