@@ -335,6 +335,14 @@ TEST_F(file_opening, the_log_on_disk_holds_all_that_was_said_while_the_run_goes_
               up_to(whole_log(unknowns_of_ten_nodes), announced("t_real_mtsolv_****")));
 }
 
+TEST_F(file_opening, a_log_that_cannot_be_opened_leaves_none_of_an_earlier_run)
+{
+    write_model(ten_nodes());
+    expect_complete(run_library());
+    expect_ended(run_refusing(0), "  Error. Can't open tarnel.log.\n");
+    EXPECT_FALSE(std::filesystem::exists("tarnel.log"));
+}
+
 TEST_F(file_opening, a_log_that_cannot_be_opened_is_reported_on_standard_output)
 {
     write_model(ten_nodes());
