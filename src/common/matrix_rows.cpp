@@ -7,11 +7,12 @@ namespace tarnel
 
 void read_index_rows(std::FILE* log, input_file& in, std::int32_t maxnzero, column_check check, matrix_rows& matrix)
 {
-    const std::size_t most_items = static_cast<std::size_t>(bytes_left(in) / sizeof(std::int32_t));
+    const std::uint64_t bytes = bytes_left(in);
+    const std::size_t most_items = static_cast<std::size_t>(bytes / sizeof(std::int32_t));
     const std::size_t rows = static_cast<std::size_t>(matrix.ndim);
     matrix.start = zero_array<std::int64_t>(log, "nozerot", std::min(rows, most_items) + 1);
     growing_array<std::int32_t> columns;
-    reserve(log, "mindex", columns, most_items - std::min(rows, most_items));
+    if (bytes != unknown_size) reserve(log, "mindex", columns, most_items - std::min(rows, most_items));
     for (std::size_t i = 0; i < rows; ++i) {
         const auto nzero = read_value<std::int32_t>(log, in, "r2");
         if (nzero < 1 || nzero > maxnzero)

@@ -46,11 +46,14 @@ template <class record> bool next_record(std::FILE* log, record_list& list, reco
     return number != 0;
 }
 
-// Records of this size that the file can still hold, at most the limit; what arrays are sized by.
+// Records of this size that the file can still hold, at most the limit; what arrays are sized by. 0 when the file does
+// not tell: its arrays grow as it is read.
 inline std::size_t record_capacity(input_file& file, std::size_t record_bytes, std::int32_t limit)
 {
+    const std::uint64_t bytes = bytes_left(file);
+    if (bytes == unknown_size) return 0;
     return static_cast<std::size_t>(
-        std::min<std::uint64_t>(bytes_left(file) / record_bytes, static_cast<std::uint64_t>(std::max(limit, 0))));
+        std::min<std::uint64_t>(bytes / record_bytes, static_cast<std::uint64_t>(std::max(limit, 0))));
 }
 
 // The lists of a run.

@@ -1,6 +1,5 @@
 #include "common/streams.h"
 
-#include <limits>
 #include <utility>
 
 #if defined(__unix__)
@@ -81,19 +80,18 @@ std::size_t fill_buffer(input_file& file, std::size_t want)
 
 std::uint64_t bytes_left(input_file& file)
 {
-    constexpr std::uint64_t unknown = std::numeric_limits<std::uint64_t>::max();
     const std::uint64_t buffered = file.filled - file.at;
     std::FILE* f = file.stream.get();
 #if defined(_WIN32)
     const auto here = _ftelli64(f);
-    if (here < 0 || _fseeki64(f, 0, SEEK_END) != 0) return unknown;
+    if (here < 0 || _fseeki64(f, 0, SEEK_END) != 0) return unknown_size;
     const auto end = _ftelli64(f);
-    if (_fseeki64(f, here, SEEK_SET) != 0 || end < here) return unknown;
+    if (_fseeki64(f, here, SEEK_SET) != 0 || end < here) return unknown_size;
 #else
     const auto here = ftello(f);
-    if (here < 0 || fseeko(f, 0, SEEK_END) != 0) return unknown;
+    if (here < 0 || fseeko(f, 0, SEEK_END) != 0) return unknown_size;
     const auto end = ftello(f);
-    if (fseeko(f, here, SEEK_SET) != 0 || end < here) return unknown;
+    if (fseeko(f, here, SEEK_SET) != 0 || end < here) return unknown_size;
 #endif
     return static_cast<std::uint64_t>(end - here) + buffered;
 }

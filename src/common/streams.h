@@ -62,7 +62,8 @@ bool open_output(std::FILE* log, output_file& file, const char* path, const char
 std::size_t fill_buffer(input_file& file, std::size_t want);
 
 // Bytes from here to the end of file; an upper bound for whatever a count in the file promises.
-//   returns the largest 64-bit number for a file without an end, such as a pipe
+//   returns unknown_size for a file without an end, such as a pipe
+inline constexpr std::uint64_t unknown_size = ~std::uint64_t{0};
 std::uint64_t bytes_left(input_file& file);
 
 // Reads n bytes; false when the file ends before.

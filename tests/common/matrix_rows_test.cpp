@@ -6,6 +6,7 @@
 #include <vector>
 
 #include <malloc.h>
+#include <sys/stat.h>
 
 using namespace tarnel;
 using namespace tarnel_test;
@@ -70,6 +71,26 @@ TEST_F(matrix_row_lists, rows_stand_one_after_another)
     });
     EXPECT_FALSE(outcome.failed) << outcome.log;
     EXPECT_EQ(outcome.log, "");
+}
+
+TEST_F(matrix_row_lists, file_of_unknown_size_is_read_row_by_row)
+{
+    ASSERT_EQ(mkfifo("pipe", 0600), 0);
+    owned_file holder(std::fopen("pipe", "r+b")); // neither opening waits
+    ASSERT_NE(holder, nullptr);
+    const std::string content = rows_text({{0, 1}, {1}});
+    ASSERT_EQ(std::fwrite(content.data(), 1, content.size(), holder.get()), content.size());
+    std::fflush(holder.get());
+    const stage_outcome outcome = run_stage([&holder](std::FILE* log) {
+        opened_input in("pipe");
+        holder.reset(); // what was written is all there is
+        matrix_rows matrix;
+        matrix.ndim = 2;
+        read_index_rows(log, in, 30, column_check::inside, matrix);
+        const std::int32_t columns[] = {0, 1, 1};
+        for (std::size_t k = 0; k < 3; ++k) EXPECT_EQ(matrix.mindex[k], columns[k]);
+    });
+    EXPECT_FALSE(outcome.failed) << outcome.log;
 }
 
 TEST_F(matrix_row_lists, many_rows_grow_with_the_file)

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include <sys/stat.h>
+
 using namespace tarnel;
 using namespace tarnel_test;
 
@@ -125,6 +127,15 @@ TEST_F(record_lists, section_without_end_has_its_own_tag)
     EXPECT_EQ(outcome.log, "      Error. in at-fixc-data.tmp(r-b).\n"
                            "             There is no end-data(n=0),\n"
                            "             or, maxnog is too small.\n");
+}
+
+TEST_F(record_lists, capacity_of_a_file_of_unknown_size_is_left_open)
+{
+    ASSERT_EQ(mkfifo("pipe", 0600), 0);
+    const owned_file holder(std::fopen("pipe", "r+b")); // neither opening waits
+    ASSERT_NE(holder, nullptr);
+    opened_input in("pipe");
+    EXPECT_EQ(record_capacity(in, 32, 900000000), 0U);
 }
 
 TEST_F(record_lists, capacity_is_what_the_file_and_the_limit_allow)
