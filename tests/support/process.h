@@ -19,8 +19,9 @@ struct process_outcome {
 // Runs the library in a child process in the working directory; `before` is done there first.
 process_outcome run_library(const std::function<void()>& before = {});
 
-// The same in another function's place: the child ends with status 0 unless `body` ends it.
-process_outcome run_in_child(const std::function<int()>& body);
+// The same in another function's place: the child ends with status 0 unless `body` ends it. Its standard output goes
+// through a file, which is removed.
+process_outcome run_in_child(const std::function<int()>& body, const std::string& output = "standard-output.txt");
 
 // The log with its three kinds of time stamps replaced by <time>.
 std::string without_times(const std::string& log);

@@ -1,0 +1,114 @@
+// A slice of the campaign: every platform call of one model with a whole circuit, a full disk, damaged sizes.
+#include "faults/campaign.h"
+
+#include <cstdio>
+
+#include <unistd.h>
+
+using namespace tarnel_test;
+
+namespace
+{
+
+class faults : public stage_test
+{
+protected:
+    static prepared_model prepared(const std::string& name)
+    {
+        for (const fault_model& model : small_fault_models())
+            if (model.name == name) return prepare(model);
+        throw std::runtime_error("no model " + name);
+    }
+    static int runs(const campaign_counts& counts, const std::string& cause, verdict is)
+    {
+        const auto found = counts.runs.find(cause);
+        return found == counts.runs.end() ? 0 : found->second[static_cast<std::size_t>(is)];
+    }
+    static void expect_no_violation(const campaign_counts& counts)
+    {
+        for (const std::string& violation : counts.violations) ADD_FAILURE() << violation;
+        for (const auto& [cause, by_verdict] : counts.runs) {
+            std::printf("%s:", cause.c_str());
+            for (std::size_t k = 0; k < verdicts; ++k) std::printf(" %d %s", by_verdict[k], verdict_names[k]);
+            std::printf("\n");
+        }
+    }
+    campaign_counts counts;
+};
+
+} // namespace
+
+TEST_F(faults, whichever_call_of_a_circuit_model_fails_the_log_tells_it_or_the_results_are_complete)
+{
+    const prepared_model model = prepared("whole circuit, ICCG");
+    fail_every_call(model, 1, lasting_faults::left_out, counts);
+    expect_no_violation(counts);
+    // What must come out of each kind, whatever the number of calls. The log is the first file.
+    const int arrays = model.clean.calls[static_cast<std::size_t>(call::allocate)];
+    EXPECT_EQ(runs(counts, "allocate", verdict::named), arrays);
+    EXPECT_EQ(runs(counts, "open", verdict::on_standard_output), 1);
+    EXPECT_EQ(runs(counts, "open", verdict::other_course), 2); // circuits and previous potentials may be missing
+    EXPECT_EQ(runs(counts, "write", verdict::harmless), 0);    // no byte is lost unseen
+    EXPECT_EQ(runs(counts, "flush", verdict::harmless), 0);
+    EXPECT_EQ(runs(counts, "remove", verdict::harmless), 1);                    // the renaming replaces the file
+    EXPECT_EQ(counts.messages["  Error. Can't open at-felm-struct.org.\n"], 3); // renamed, opened, its stream set up
+    // The rewriting of the solution by the circuits' stage, in its midst: after the solver, written by three solutions.
+    EXPECT_GE(counts.messages["      Error. in t-femr-solution.tmp(w2).\n"], 4);
+}
+
+TEST_F(faults, without_disk_space_from_some_write_on_no_log_has_the_end_line)
+{
+    const prepared_model model = prepared("plain, ICCG");
+    const int writes = model.clean.calls[static_cast<std::size_t>(call::write)];
+    for (int number = 1; number <= writes; ++number) {
+        const fault planned = {call::write, number, true};
+        const judgement judged = judge_fault(model, planned, run_watched(model, planned));
+        EXPECT_EQ(judged.is, verdict::on_standard_output) << number << ": " << judged.text;
+    }
+    EXPECT_GT(writes, 50);
+}
+
+TEST_F(faults, files_that_may_not_grow_end_the_run_until_the_limit_is_enough)
+{
+    limit_files(prepared("whole circuit, ICCG"), 797, counts);
+    expect_no_violation(counts);
+    EXPECT_GT(runs(counts, "file size limit", verdict::named), 0);
+    EXPECT_GT(runs(counts, "file size limit", verdict::harmless), 0);
+}
+
+TEST_F(faults, each_file_on_a_full_device_is_named)
+{
+    if (access("/dev/full", W_OK) != 0) GTEST_SKIP() << "no /dev/full";
+    const prepared_model model = prepared("whole circuit, skyline in blocks");
+    fill_each_file(model, counts);
+    expect_no_violation(counts);
+    EXPECT_EQ(runs(counts, "full device", verdict::on_standard_output), 1); // the log
+    EXPECT_GE(runs(counts, "full device", verdict::named), 25);
+}
+
+TEST_F(faults, counts_of_damaged_files_are_not_paid_for)
+{
+    damage_sizes(prepared("whole circuit under the widest limits, skyline"), 8, counts);
+    expect_no_violation(counts);
+    EXPECT_GT(runs(counts, "damaged size", verdict::named), 100);
+}
+
+// The stand-ins themselves: a fault that nobody reports would pass for a harmless one.
+TEST_F(faults, what_would_be_a_lie_is_judged_a_violation)
+{
+    const prepared_model model = prepared("plain, ICCG");
+    const fault unknown = {call::remove, 1, false}; // which this model never does
+    EXPECT_EQ(judge_fault(model, unknown, run_watched(model, unknown)).text, "the call was not reached");
+    prepared_model other = model;
+    other.left["at-node-resl.txt"] += "x";
+    const fault harmless = {call::close, 1, false};
+    EXPECT_EQ(judge_fault(model, harmless, run_watched(model, harmless)).is, verdict::harmless);
+    EXPECT_EQ(judge_fault(other, harmless, run_watched(other, harmless)).text,
+              "came back with another at-node-resl.txt");
+    watched_run lying = run_watched(model, {call::open, 5, false});
+    EXPECT_EQ(judge_fault(model, {call::open, 5, false}, lying).is, verdict::named);
+    lying.outcome.log += "    === The end. ===\n";
+    EXPECT_EQ(judge_fault(model, {call::open, 5, false}, lying).is, verdict::violation);
+    lying.outcome.log = "  Error. Can't open another-file.tmp.\n";
+    EXPECT_EQ(judge_fault(model, {call::open, 5, false}, lying).is, verdict::violation);
+}

@@ -1,0 +1,52 @@
+// Counting stand-ins for the platform's calls, linked in place of the platform's own (the linker's --wrap). While they
+// are armed, a call of one kind can be made to fail, and a file can be damaged just before it is opened for reading.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace tarnel_test
+{
+
+enum class call { open, read, write, seek, close, buffer, flush, remove, rename, allocate };
+inline constexpr std::size_t kinds_of_call = 10;
+inline constexpr const char* call_names[kinds_of_call] = {"open",   "read",  "write",  "seek",   "close",
+                                                          "buffer", "flush", "remove", "rename", "allocate"};
+
+// A read fails with EIO; a write passes half of its bytes and then finds the disk full; a close closes and then fails;
+// an open finds no descriptor left; an allocation finds no memory.
+struct fault {
+    call kind = call::open;
+    int number = 0;       // of the call that fails, from 1; 0: none does
+    bool lasting = false; // so do all later ones of its kind
+};
+
+// An int32 put into a file when it is opened for reading for the n-th time.
+struct damage {
+    char path[80] = {}; // empty: none
+    int opening = 1;
+    std::size_t offset = 0;
+    std::int32_t value = 0;
+};
+
+inline constexpr std::size_t failures_kept = 8;
+
+// What a run did with the platform; in memory shared with the process that runs it.
+struct platform_record {
+    int calls[kinds_of_call];
+    int failures;                        // calls that failed, counted once when they follow each other on a file
+    char failed_path[failures_kept][80]; // of the first of these; empty for an allocation
+    long arrays, streams;                // allocated and not freed, opened and not closed
+    std::size_t bytes, peak_bytes;       // allocated, and the most that were at a time
+    bool damaged;                        // the damage was done
+    bool ended_itself;                   // by exit; what was left then:
+    long arrays_at_exit, streams_at_exit;
+};
+
+// Counts from here on, into `record`, until the process ends or disarm_platform.
+void arm_platform(platform_record& record, const fault& planned, const damage& done);
+void disarm_platform();
+
+} // namespace tarnel_test
