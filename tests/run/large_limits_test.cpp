@@ -132,3 +132,20 @@ TEST_F(large_limits, numbers_far_apart_give_the_same_system_and_the_same_results
         EXPECT_EQ(far_felms.substr(112 * k + 16, 96), near_felms.substr(112 * k + 16, 96));
     }
 }
+
+TEST_F(large_limits, an_index_of_more_terms_than_an_int32_counts_is_measured_in_64_bits)
+{
+#if defined(TARNEL_ADDRESS_SANITIZER)
+    GTEST_SKIP() << "its addresses cannot be limited";
+#endif
+    model m = ten_nodes();
+    write_model(m);
+    expect_complete(run_library());
+    m.iopt_rdata = m.iopt_prep = 0;
+    write_model(m);
+    // 12 GiB of holes, 3 * 2^30 terms: in 32 bits nothing would be left of the size.
+    std::filesystem::resize_file("t-matrix-index.tmp", std::uintmax_t{12} << 30);
+    const process_outcome run = run_with_little_memory();
+    expect_ended(run);
+    EXPECT_TRUE(run.log.ends_with("      Error. Can't allocate (mindex).\n")) << run.log;
+}
