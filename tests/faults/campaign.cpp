@@ -266,6 +266,7 @@ static judgement judge_without_log(const prepared_model& model, const watched_ru
 judgement judge_fault(const prepared_model& model, const fault& planned, const watched_run& run)
 {
     if (run.record.failures == 0) return {verdict::violation, "the call was not reached"};
+    if (run.outcome.returned && run.record.output_failed) return {verdict::violation, "nobody saw it"};
     if (run.outcome.returned) return judge_complete_run(model, run);
     const std::string ending = fault_of_ending(run);
     if (!ending.empty()) return {verdict::violation, ending};

@@ -85,6 +85,7 @@ static ssize_t write_file_bytes(void* cookie, const char* from, std::size_t n)
 {
     const auto* file = static_cast<opened_file*>(cookie);
     const bool failing = armed != nullptr && fails(call::write, file->path);
+    if (failing) armed->output_failed = true;
     const std::size_t accepted = failing ? n / 2 : n;
     std::size_t done = 0;
     while (done < accepted) {
@@ -114,6 +115,7 @@ static int close_file(void* cookie)
     if (armed != nullptr) {
         --armed->streams;
         failing = fails(call::close, file->path);
+        if (failing && !file->reading) armed->output_failed = true;
     }
     const int closed = close(file->descriptor);
     forget(file);
@@ -182,6 +184,7 @@ int __wrap_setvbuf(std::FILE* f, char* buffer, int mode, std::size_t n)
 int __wrap_fflush(std::FILE* f)
 {
     if (armed == nullptr || !fails(call::flush, file_of(f).path)) return __real_fflush(f);
+    armed->output_failed = true;
     errno = EIO;
     return EOF;
 }

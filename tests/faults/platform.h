@@ -40,6 +40,7 @@ struct platform_record {
     char failed_path[failures_kept][80]; // of the first of these; empty for an allocation
     long arrays, streams;                // allocated and not freed, opened and not closed
     std::size_t bytes, peak_bytes;       // allocated, and the most that were at a time
+    bool output_failed;                  // a write, a flush, or the closing of a file that was written
     bool damaged;                        // the damage was done
     bool ended_itself;                   // by exit; what was left then:
     long arrays_at_exit, streams_at_exit;
