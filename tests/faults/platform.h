@@ -31,7 +31,7 @@ struct damage {
     std::int32_t value = 0;
 };
 
-inline constexpr std::size_t failures_kept = 8;
+inline constexpr std::size_t failures_kept = 64;
 
 // What a run did with the platform; in memory shared with the process that runs it.
 struct platform_record {
