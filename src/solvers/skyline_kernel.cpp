@@ -2,7 +2,12 @@
 
 #include <algorithm>
 
-#if defined(__x86_64__)
+// TARNEL_LANES: the most doubles side by side that the build admits (8, 4 or 1).
+#if !defined(__x86_64__)
+#undef TARNEL_LANES
+#define TARNEL_LANES 1
+#endif
+#if TARNEL_LANES > 1
 #include <immintrin.h>
 #endif
 
@@ -71,7 +76,7 @@ static void finish_rows_portable(int rows, const double* w, const double* pivots
 
 const tile_kernel portable_tile_kernel = {add_columns_portable, add_column_portable, finish_rows_portable};
 
-#if defined(__x86_64__)
+#if TARNEL_LANES >= 4
 
 // A multiplication and an addition per entry and k, never fused. Eight rows of four columns at a time: their sums stay
 // in registers.
@@ -120,6 +125,10 @@ const tile_kernel portable_tile_kernel = {add_columns_portable, add_column_porta
     else
         finish_rows_portable(rows, w, pivots, u, top, sums);
 }
+
+#endif
+
+#if TARNEL_LANES >= 8
 
 // Both halves of the rows take each factor from memory as an operand of their own multiplication: a factor shared in a
 // register is slower by a third. The empty statement keeps the compiler from sharing it.
@@ -215,24 +224,21 @@ const tile_kernel portable_tile_kernel = {add_columns_portable, add_column_porta
         finish_rows_portable(rows, w, pivots, u, top, sums);
 }
 
+#endif
+
 tile_kernels available_tile_kernels()
 {
-    static constexpr tile_kernel avx2 = {add_columns_avx2, add_column_avx2, finish_rows_avx2};
-    static constexpr tile_kernel avx512 = {add_columns_avx512, add_column_avx512, finish_rows_avx512};
     tile_kernels kernels{};
+#if TARNEL_LANES >= 8
+    static constexpr tile_kernel avx512 = {add_columns_avx512, add_column_avx512, finish_rows_avx512};
     if (__builtin_cpu_supports("avx512f")) kernels.form[kernels.count++] = &avx512;
+#endif
+#if TARNEL_LANES >= 4
+    static constexpr tile_kernel avx2 = {add_columns_avx2, add_column_avx2, finish_rows_avx2};
     if (__builtin_cpu_supports("avx2")) kernels.form[kernels.count++] = &avx2;
+#endif
     kernels.form[kernels.count++] = &portable_tile_kernel;
     return kernels;
 }
-
-#else
-
-tile_kernels available_tile_kernels()
-{
-    return {1, {&portable_tile_kernel}};
-}
-
-#endif
 
 } // namespace tarnel
