@@ -7,7 +7,11 @@ namespace tarnel
 
 [[gnu::format(printf, 2, 0)]] static void write_lines(std::FILE* log, const char* lines, std::va_list values)
 {
-    if (std::vfprintf(log, lines, values) < 0 || std::ferror(log) != 0) {
+    bool arrived = std::vfprintf(log, lines, values) >= 0;
+#if defined(_WIN32)
+    arrived = std::fflush(log) == 0 && arrived; // there buffering by lines is full buffering
+#endif
+    if (!arrived || std::ferror(log) != 0) {
         std::fputs("      Error. in tarnel.log(w).\n", stdout);
         throw run_ended{};
     }

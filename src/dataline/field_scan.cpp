@@ -13,8 +13,8 @@
 namespace tarnel
 {
 
-// The calling thread speaks the "C" locale while one of these lives.
 #if defined(__unix__)
+// The calling thread speaks the "C" locale while one of these lives.
 namespace
 {
 class c_locale_scope
@@ -48,16 +48,17 @@ template <class number> static bool scan_with_sentinel(const char* first, const 
     std::memcpy(text + length, " 0", 3);
     int sentinel = 0;
 #if defined(_WIN32)
-    const _locale_t plain = _create_locale(LC_ALL, "C");
-    const int items = _sscanf_l(text, format, plain, &value, &sentinel);
-    _free_locale(plain);
+    // No locale of a thread's own, and the system's scan in a given one knows other numbers ("1d5", no "inf", no
+    // "0x1p3"): the text follows the process's decimal point.
+    const char point = *std::localeconv()->decimal_point;
+    for (char& c : text) c = c == '.' ? point : c == point ? '?' : c;
 #else
     const c_locale_scope plain;
+#endif
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
     const int items = std::sscanf(text, format, &value, &sentinel);
 #pragma GCC diagnostic pop
-#endif
     return items == 2;
 }
 

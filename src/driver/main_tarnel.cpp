@@ -9,6 +9,9 @@
 #include <cfenv>
 #include <cstdio>
 #include <cstdlib>
+#if defined(_WIN32) && defined(__x86_64__)
+#include <immintrin.h>
+#endif
 
 namespace
 {
@@ -21,13 +24,25 @@ public:
     {
         std::fegetenv(&hosts_);
         std::fesetenv(FE_DFL_ENV);
+#if defined(_WIN32) && defined(__x86_64__)
+        _mm_setcsr(0x1f80); // MinGW's FE_DFL_ENV leaves the vector unit as it was
+#endif
     }
-    ~default_arithmetic() { std::fesetenv(&hosts_); }
+    ~default_arithmetic()
+    {
+        std::fesetenv(&hosts_);
+#if defined(_WIN32) && defined(__x86_64__)
+        _mm_setcsr(hosts_vectors_);
+#endif
+    }
     default_arithmetic(const default_arithmetic&) = delete;
     default_arithmetic& operator=(const default_arithmetic&) = delete;
 
 private:
     std::fenv_t hosts_;
+#if defined(_WIN32) && defined(__x86_64__)
+    unsigned hosts_vectors_ = _mm_getcsr();
+#endif
 };
 
 } // namespace
