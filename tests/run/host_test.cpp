@@ -1,6 +1,5 @@
 // What a host may have set, and what a run must leave as it found it.
-#include "run/models.h"
-#include "run/run_log.h"
+#include "run/host.h"
 
 #include <tarnel.h>
 
@@ -24,35 +23,6 @@ using namespace tarnel_test;
 
 namespace
 {
-
-class host : public stage_test
-{
-protected:
-    // A model whose figures need rounding everywhere, and its files after a run under default conditions.
-    host()
-    {
-        model m = plate(7, 5, 1);
-        add_host_inputs(m);
-        write_model(m);
-        expect_complete(run_library());
-        wanted = files_of_run();
-        for (const std::string& name : files_of_analysis) std::filesystem::remove(name);
-    }
-    void expect_results_of(const process_outcome& run)
-    {
-        expect_complete(run);
-        expect_same(files_of_run(), wanted);
-    }
-    static std::string log_of_model() { return whole_log(unknowns_of_plate(7, 5)); }
-    file_contents wanted;
-};
-
-int open_files()
-{
-    int count = 0;
-    for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) ++count;
-    return count;
-}
 
 // Makes a locale of our own in the working directory, with a decimal comma, grouped thousands and other names of days
 // and months. False when the machine cannot make locales.
