@@ -22,7 +22,7 @@ struct substitution {
 
 // Opens a block and checks that it goes on where the one before it ends, that it is not empty and that the last one
 // ends with the matrix.
-static block_header open_checked(substitution& work, std::int32_t b, std::int32_t first, input_file& file,
+static block_header open_checked(const substitution& work, std::int32_t b, std::int32_t first, input_file& file,
                                  std::FILE* log)
 {
     open_block(log, work.setup, b, file);
