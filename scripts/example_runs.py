@@ -46,8 +46,9 @@ def host_of(build):
     library = (build / "src/libtarnel.so").resolve()
     host = build.resolve() / "smallest-host"
     sanitizers = [f"-fsanitize={cache['TARNEL_SANITIZE']}"] if cache.get("TARNEL_SANITIZE") else []
-    run_quietly(cache["CMAKE_C_COMPILER"], *sanitizers, f"-I{ROOT}/include", HOST_SOURCE, "-o", host, library,
-                f"-Wl,-rpath,{library.parent}")
+    # The C++ compiler brings the sanitizers' parts for C++.
+    run_quietly(cache["CMAKE_CXX_COMPILER"], *sanitizers, f"-I{ROOT}/include", "-x", "c", HOST_SOURCE, "-x", "none", "-o",
+                host, library, f"-Wl,-rpath,{library.parent}")
     return [str(host)]
 
 
@@ -112,12 +113,13 @@ def diode_steps(run, folder):
     return files
 
 
-def results_of_all(run, folder):
-    """Makes every run with run(FOLDER), below the folder, which is made anew; returns {run: {file: content}}."""
+def results_of_all(run, folder, solvers_of=lambda name: [None, *SOLVERS]):
+    """Makes every run with run(FOLDER), below the folder, which is made anew; returns {run: {file: content}}.
+    solvers_of(EXAMPLE) chooses; None is the example as it stands."""
     shutil.rmtree(folder, ignore_errors=True)
     results = {}
     for name in examples():
-        for solver in [None, *SOLVERS]:
+        for solver in solvers_of(name):
             title = name if solver is None else f"{name} {solver}"
             here = folder / title.replace(" ", "-")
             copy_example(name, here)
