@@ -1,4 +1,4 @@
-"""The examples as runs for the campaigns: every example as it stands and by every solver, and some steps of the diode's.
+"""The examples as runs for the campaigns: each as it stands and by every solver, and some steps of the diode's.
 
 A host is a command that makes one run in its working directory. Standard library only.
 """
@@ -47,8 +47,8 @@ def host_of(build):
     host = build.resolve() / "smallest-host"
     sanitizers = [f"-fsanitize={cache['TARNEL_SANITIZE']}"] if cache.get("TARNEL_SANITIZE") else []
     # The C++ compiler brings the sanitizers' parts for C++.
-    run_quietly(cache["CMAKE_CXX_COMPILER"], *sanitizers, f"-I{ROOT}/include", "-x", "c", HOST_SOURCE, "-x", "none", "-o",
-                host, library, f"-Wl,-rpath,{library.parent}")
+    run_quietly(cache["CMAKE_CXX_COMPILER"], *sanitizers, f"-I{ROOT}/include", "-x", "c", HOST_SOURCE, "-x", "none",
+                "-o", host, library, f"-Wl,-rpath,{library.parent}")
     return [str(host)]
 
 
