@@ -2,6 +2,12 @@
 
 #include <cstring>
 
+// TARNEL_LANES: the most doubles side by side that the build admits (8, 4 or 1).
+#if !defined(__x86_64__)
+#undef TARNEL_LANES
+#define TARNEL_LANES 1
+#endif
+
 namespace tarnel
 {
 
@@ -106,10 +112,9 @@ static void update_direction(double alpha, double beta, double x[], double p[], 
 
 const vector_kernel portable_vector_kernel = {add_products, update_residual, update_direction};
 
-#if defined(__x86_64__)
+#if TARNEL_LANES >= 4
 
 typedef double four [[gnu::vector_size(32)]];
-typedef double eight [[gnu::vector_size(64)]];
 
 [[gnu::target("avx2")]] static void add_products_avx2(part_sums& sums, const double a[], const double b[],
                                                       std::size_t first, std::size_t end)
@@ -129,6 +134,12 @@ typedef double eight [[gnu::vector_size(64)]];
     direction_wide<four>(alpha, beta, x, p, q, first, end);
 }
 
+#endif
+
+#if TARNEL_LANES >= 8
+
+typedef double eight [[gnu::vector_size(64)]];
+
 [[gnu::target("avx512f")]] static void add_products_avx512(part_sums& sums, const double a[], const double b[],
                                                            std::size_t first, std::size_t end)
 {
@@ -147,24 +158,21 @@ typedef double eight [[gnu::vector_size(64)]];
     direction_wide<eight>(alpha, beta, x, p, q, first, end);
 }
 
+#endif
+
 vector_kernels available_vector_kernels()
 {
-    static constexpr vector_kernel avx2 = {add_products_avx2, update_residual_avx2, update_direction_avx2};
-    static constexpr vector_kernel avx512 = {add_products_avx512, update_residual_avx512, update_direction_avx512};
     vector_kernels kernels{};
+#if TARNEL_LANES >= 8
+    static constexpr vector_kernel avx512 = {add_products_avx512, update_residual_avx512, update_direction_avx512};
     if (__builtin_cpu_supports("avx512f")) kernels.form[kernels.count++] = &avx512;
+#endif
+#if TARNEL_LANES >= 4
+    static constexpr vector_kernel avx2 = {add_products_avx2, update_residual_avx2, update_direction_avx2};
     if (__builtin_cpu_supports("avx2")) kernels.form[kernels.count++] = &avx2;
+#endif
     kernels.form[kernels.count++] = &portable_vector_kernel;
     return kernels;
 }
-
-#else
-
-vector_kernels available_vector_kernels()
-{
-    return {1, {&portable_vector_kernel}};
-}
-
-#endif
 
 } // namespace tarnel
