@@ -25,6 +25,15 @@ static bool open_stream(owned_file& stream, char (&stored)[file_name_characters]
     return std::setvbuf(stream.get(), nullptr, _IONBF, 0) == 0;
 }
 
+void remove_file(const char* path)
+{
+#if defined(__unix__)
+    unlink(path); // remove takes empty directories too
+#else
+    std::remove(path);
+#endif
+}
+
 bool open_input(std::FILE* log, input_file& file, const char* path, const char* name)
 {
     if (!open_stream(file.stream, file.name, path, name, "rb")) return false;
@@ -42,7 +51,7 @@ static mode_t make_way(const char* path)
 {
     struct stat old;
     if (lstat(path, &old) != 0 || !S_ISREG(old.st_mode) || old.st_nlink != 1) return 0;
-    if (faccessat(AT_FDCWD, path, W_OK, AT_EACCESS) != 0 || std::remove(path) != 0) return 0;
+    if (faccessat(AT_FDCWD, path, W_OK, AT_EACCESS) != 0 || unlink(path) != 0) return 0;
     return old.st_mode & 0777U;
 }
 #endif

@@ -57,6 +57,9 @@ bool open_input(std::FILE* log, input_file& file, const char* path, const char* 
 enum class content { binary, text };
 bool open_output(std::FILE* log, output_file& file, const char* path, const char* name, content kind);
 
+// Removes a file, no directory, if that is possible.
+void remove_file(const char* path);
+
 // Makes up to `want` bytes (at most the buffer's size) stand in a row from file.at on; fewer only at the end of file.
 //   returns the number of bytes in a row
 std::size_t fill_buffer(input_file& file, std::size_t want);

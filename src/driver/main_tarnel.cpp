@@ -55,7 +55,7 @@ static bool run_once()
     // By lines, so that a host can follow the run and a crash leaves all that was said.
     if (log == nullptr || std::setvbuf(log.get(), nullptr, _IOLBF, 4096) != 0) {
         log.reset();
-        std::remove(tarnel::log_file); // that of an earlier run must not speak for this one
+        tarnel::remove_file(tarnel::log_file); // that of an earlier run must not speak for this one
         std::fputs("  Error. Can't open tarnel.log.\n", stdout);
         return false;
     }

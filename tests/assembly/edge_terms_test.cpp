@@ -411,5 +411,5 @@ TEST_F(edge_vector_files, a_full_disk_is_reported_at_the_item_with_the_files_own
     EXPECT_EQ(write(2, 1, 1, {1, 2}).log, file_error("t-femr-vector-00002.tmp", "w3"));
     std::filesystem::remove("t-femr-vector-00001.tmp");
     std::filesystem::create_symlink("/dev/full", "t-femr-vector-00001.tmp");
-    EXPECT_EQ(write(1, 10000, 10000, std::vector<double>(10000)).log, file_error("t-femr-vector-00001.tmp", "w2"));
+    EXPECT_EQ(write(1, 20000, 20000, std::vector<double>(20000)).log, file_error("t-femr-vector-00001.tmp", "w2"));
 }

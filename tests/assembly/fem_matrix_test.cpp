@@ -956,17 +956,17 @@ TEST_F(assembly, full_disk_is_reported_with_the_last_item_of_each_file)
     }
 }
 
-// A stream of 65536 bytes: an item that does not fit any more makes the stream go to the system first.
+// A stream of 131072 bytes: an item that does not fit any more makes the stream go to the system first.
 TEST_F(assembly, full_disk_is_reported_with_the_item_that_overflows_the_areas_file)
 {
-    cntl.maxfelm = 10000;
+    cntl.maxfelm = 20000;
     const auto elements = [&](int n) {
         write_system(triangle_nodes(), std::vector<hand_felm>(static_cast<std::size_t>(n), triangle()), full_rows(3));
     };
     const output_names names = {"matrix", "vector", "/dev/full"};
-    elements(5462); // 5461 items of 12 bytes and a number fill it: the area that follows overflows
+    elements(10923); // 10922 items of 12 bytes and a number fill it: the area that follows overflows
     EXPECT_EQ(assemble(cntl, names).log, start(3) + file_error("t-felm-vole.tmp", "w2"));
-    elements(5461); // the end mark still fits
+    elements(10922); // the end mark still fits
     EXPECT_EQ(assemble(cntl, names).log, start(3) + file_error("t-felm-vole.tmp", "w1"));
 }
 
@@ -998,11 +998,11 @@ stage_outcome write_diagonal_matrix(int rows, int first)
 
 TEST_F(assembly, full_disk_is_reported_with_the_item_that_overflows_the_matrix_file)
 {
-    // one term a row: row 5461 begins at 4 + 12 * 5461 = 65536
-    EXPECT_EQ(write_diagonal_matrix(5462, 1).log, file_error("t-femr-matrix.tmp", "w2"));
-    EXPECT_EQ(write_diagonal_matrix(5461, 1).log, file_error("t-femr-matrix.tmp", "w4")); // the trailer overflows
-    // two terms in the first row: row 5460 begins at 65532 and its count fits, its value does not
-    EXPECT_EQ(write_diagonal_matrix(5461, 2).log, file_error("t-femr-matrix.tmp", "w3"));
+    // three terms in the first row, one in the others: row 10921 begins at 4 + 28 + 12 * 10920 = 131072
+    EXPECT_EQ(write_diagonal_matrix(10922, 3).log, file_error("t-femr-matrix.tmp", "w2"));
+    EXPECT_EQ(write_diagonal_matrix(10921, 3).log, file_error("t-femr-matrix.tmp", "w4")); // the trailer overflows
+    // one term a row: row 10922 begins at 131068 and its count fits, its value does not
+    EXPECT_EQ(write_diagonal_matrix(10923, 1).log, file_error("t-femr-matrix.tmp", "w3"));
     EXPECT_EQ(write_diagonal_matrix(3, 1).log, file_error("t-femr-matrix.tmp", "w4"));
 }
 
@@ -1016,9 +1016,9 @@ TEST_F(assembly, full_disk_is_reported_with_the_item_that_overflows_the_vector_f
                })
             .log;
     };
-    EXPECT_EQ(write(8191), file_error("t-femr-vector.tmp", "w3")); // 4 + 65528 + 4 bytes
-    EXPECT_EQ(write(8192), file_error("t-femr-vector.tmp", "w2"));
-    EXPECT_EQ(write(20000), file_error("t-femr-vector.tmp", "w2"));
+    EXPECT_EQ(write(16383), file_error("t-femr-vector.tmp", "w3")); // 4 + 131064 + 4 bytes
+    EXPECT_EQ(write(16384), file_error("t-femr-vector.tmp", "w2"));
+    EXPECT_EQ(write(40000), file_error("t-femr-vector.tmp", "w2"));
 }
 
 TEST_F(assembly, row_without_terms_is_not_written)
