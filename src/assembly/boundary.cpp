@@ -32,7 +32,7 @@ static void integrate_line(const control& cntl, const belm_record& belm, std::in
         set_line_shapes(belm.type, at[p], n, d);
         double tangent_x = 0.0, tangent_y = 0.0, radius = 0.0;
         for (std::int32_t k = 0; k < count; ++k) {
-            const node_point& point = nodes.ggg.values[place[k]];
+            const node_value& point = nodes.ggg.values[place[k]];
             tangent_x += d[k] * point.x;
             tangent_y += d[k] * point.y;
             radius += n[k] * point.x;

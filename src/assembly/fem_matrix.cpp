@@ -8,6 +8,8 @@
 #include "common/element_table.h"
 #include "common/record_list.h"
 
+#include <type_traits>
+
 namespace tarnel
 {
 
@@ -87,35 +89,51 @@ struct element_nodes {
     double change[most_nodes];         // the same less the constant term
 };
 
+// Derivatives at an integration point.
+struct point_derivatives {
+    double det; // of the Jacobian [m2]
+    global_derivatives g;
+};
+
+static void differentiate(const control& cntl, const felm_struct_record& felm, int count, const double coordinates[][3],
+                          const natural_derivatives d, point_derivatives& at, std::FILE* log)
+{
+    double jacobian[3][3], inverse[3][3];
+    set_jacobian(count, d, coordinates, jacobian);
+    if (invert_jacobian(jacobian, cntl.eps_zero, at.det, inverse) != 0) fail_jacobian(log, felm.noe);
+    set_global_derivatives(count, d, inverse, at.g);
+}
+
+// `count` nodes, a constant where the compiler shall know it; derivatives that are the same at every point, as in a
+// triangle of three nodes, are formed once.
+template <class number>
 static void integrate_element(const control& cntl, const felm_struct_record& felm, const element_nodes& nodes,
-                              const type_points& points, const element_material& material, edge_terms* edges,
-                              element_system& element, std::FILE* log)
+                              number count, bool same_derivatives, const type_points& points,
+                              const element_material& material, edge_terms* edges, element_system& element,
+                              std::FILE* log)
 {
     const bool axisymmetric = cntl.iax == 1;
     const double s = axisymmetric ? -1.0 : 1.0;
-    const int count = nodes.count;
     clear(count, element);
+    point_derivatives first, at;
     for (int p = 0; p < points.rule.points; ++p) {
         const shape_values& n = points.n[p];
-        double jacobian[3][3], inverse[3][3], det;
-        global_derivatives g;
-        set_jacobian(count, points.d[p], nodes.coordinates, jacobian);
-        if (invert_jacobian(jacobian, cntl.eps_zero, det, inverse) != 0) fail_jacobian(log, felm.noe);
-        set_global_derivatives(count, points.d[p], inverse, g);
-        double dv = points.rule.point[p].weight * det;
+        if (p == 0 || !same_derivatives) differentiate(cntl, felm, count, nodes.coordinates, points.d[p], first, log);
+        at = first;
+        double dv = points.rule.point[p].weight * at.det;
         element.area += dv;
         double radius = 1.0, js = material.js;
         if (axisymmetric) {
-            radius = correct_radial_column(count, n, nodes.coordinates, g);
+            radius = correct_radial_column(count, n, nodes.coordinates, at.g);
             dv *= radius;
         }
         if (edges != nullptr) js = source_at_point(cntl, *edges, js, material.sigma, radius);
-        add_stiffness(count, g, material.reluctivity, dv, element.k);
-        add_sources(count, n, g, js, material.hx[p], material.hy[p], s, dv, element.f);
+        add_stiffness(count, at.g, material.reluctivity, dv, element.k);
+        add_sources(count, n, at.g, js, material.hx[p], material.hy[p], s, dv, element.f);
         if (cntl.delta_t > cntl.eps_zero)
             add_eddy_currents(count, n, material.sigma, dv, cntl.delta_t, nodes.previous, element.k, element.f);
         if (edges != nullptr)
-            add_edge_point(*edges, axisymmetric, count, n, g, dv, radius, material.sigma, nodes.change);
+            add_edge_point(*edges, axisymmetric, count, n, at.g, dv, radius, material.sigma, nodes.change);
     }
 }
 
@@ -124,12 +142,12 @@ static void gather_nodes(const node_values& nodes, const owned_array<double>& av
 {
     gathered.count = count;
     for (std::int32_t k = 0; k < count; ++k) {
-        const node_point& point = nodes.ggg.values[place[k]];
+        const node_value& point = nodes.ggg.values[place[k]];
         gathered.coordinates[k][0] = point.x;
         gathered.coordinates[k][1] = point.y;
         gathered.coordinates[k][2] = point.z;
         gathered.previous[k] = avalp[place[k]];
-        gathered.change[k] = avalp[place[k]] - nodes.aval0.values[place[k]];
+        gathered.change[k] = avalp[place[k]] - point.aval0;
     }
 }
 
@@ -152,7 +170,12 @@ static void assemble_elements(const control& cntl, fem_matrix_files files, const
         set_local_nodes(nodes, type.nodes, place, local);
         gather_nodes(nodes, avalp, type.nodes, place, gathered);
         if (edges != nullptr) find_acting_edges(cntl, *edges, felm, material.sigma, files.circuits->centres, log);
-        integrate_element(cntl, felm, gathered, prepared.of[&type - element_types], material, edges, element, log);
+        const type_points& points = prepared.of[&type - element_types];
+        if (type.code == 203)
+            integrate_element(cntl, felm, gathered, std::integral_constant<int, 3>{}, true, points, material, edges,
+                              element, log);
+        else
+            integrate_element(cntl, felm, gathered, type.nodes, false, points, material, edges, element, log);
         scatter_element(type.nodes, element.k, element.f, local, matrix, uvecr);
         if (edges != nullptr) scatter_edges(*edges, type.nodes, local);
         write_value(log, files.areas, felm.noe, "w1");

@@ -11,16 +11,10 @@ node_values read_node_values(const control& cntl, input_file& in, std::int32_t n
     node_values nodes;
     const std::size_t most = record_capacity(in, sizeof(node_struct_record), cntl.maxnog);
     reserve(log, "ggg", nodes.ggg, most);
-    reserve(log, "aval0", nodes.aval0, most);
-    reserve(log, "acoef", nodes.acoef, most);
-    reserve(log, "nufai", nodes.nufai, most);
     record_list list = node_list(in, cntl.maxnog);
     for (node_struct_record node; next_record(log, list, node);) {
         if (node.nufai > ndim) fail(log, "      Error. node.nufai > ndim.  nog = %d \n", node.nog);
-        append(log, "ggg", nodes.ggg, node_point{node.x, node.y, node.z});
-        append(log, "aval0", nodes.aval0, node.fai0);
-        append(log, "acoef", nodes.acoef, node.acoef);
-        append(log, "nufai", nodes.nufai, node.nufai);
+        append(log, "ggg", nodes.ggg, {node.x, node.y, node.z, node.fai0, node.acoef, node.nufai});
         add_number(log, "nufai", nodes.index, node.nog);
     }
     finish_index(log, "nufai", nodes.index);

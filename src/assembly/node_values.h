@@ -9,16 +9,16 @@
 namespace tarnel
 {
 
-struct node_point {
-    double x, y, z; // [m]; axisymmetric r, z, 0
+struct node_value {
+    double x, y, z;     // [m]; axisymmetric r, z, 0
+    double aval0;       // constant term [Wb/m]
+    double acoef;       // coefficient of the unknown
+    std::int32_t nufai; // unknown number from 1; 0 or negative without one
 };
 
 struct node_values {
     number_index index;
-    growing_array<node_point> ggg;
-    growing_array<double> aval0;       // constant term [Wb/m]
-    growing_array<double> acoef;       // coefficient of the unknown
-    growing_array<std::int32_t> nufai; // unknown number from 1; 0 or negative without one
+    growing_array<node_value> ggg; // by place
 };
 
 // Reads "at-node-struct.tmp".

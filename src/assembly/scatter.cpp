@@ -6,9 +6,10 @@ namespace tarnel
 void set_local_nodes(const node_values& nodes, std::int32_t count, const std::size_t place[], local_nodes& local)
 {
     for (std::int32_t k = 0; k < count; ++k) {
-        local.aval0[k] = nodes.aval0.values[place[k]];
-        local.acoef[k] = nodes.acoef.values[place[k]];
-        local.unknown[k] = nodes.nufai.values[place[k]] < 1 ? -1 : nodes.nufai.values[place[k]] - 1;
+        const node_value& node = nodes.ggg.values[place[k]];
+        local.aval0[k] = node.aval0;
+        local.acoef[k] = node.acoef;
+        local.unknown[k] = node.nufai < 1 ? -1 : node.nufai - 1;
     }
 }
 

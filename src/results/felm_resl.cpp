@@ -110,7 +110,7 @@ static felm_result_record evaluate(const control& cntl, const felm_struct_record
     field.noe = felm.noe, field.type = felm.type, field.nop = felm.nop;
     double coordinates[most_nodes][3], a[most_nodes];
     for (std::int32_t k = 0; k < type.nodes; ++k) {
-        const node_point& point = nodes.ggg.values[place[k]];
+        const node_value& point = nodes.ggg.values[place[k]];
         coordinates[k][0] = point.x, coordinates[k][1] = point.y, coordinates[k][2] = point.z;
         a[k] = potential.aval[place[k]];
     }
@@ -165,9 +165,10 @@ static potentials find_potentials(const control& cntl, felm_resl_files files, co
     potentials potential;
     const std::size_t places = nodes.index.numbers.size;
     potential.aval = zero_array<double>(log, "aval", places);
-    for (std::size_t k = 0; k < places; ++k)
-        potential.aval[k] =
-            node_potential(nodes.nufai.values[k], nodes.aval0.values[k], nodes.acoef.values[k], xvecr.get());
+    for (std::size_t k = 0; k < places; ++k) {
+        const node_value& node = nodes.ggg.values[k];
+        potential.aval[k] = node_potential(node.nufai, node.aval0, node.acoef, xvecr.get());
+    }
     if (cntl.iopt_trans == 1) check_time_step(cntl, log);
     potential.avalp = read_previous_potentials(cntl, files.previous, nodes, log);
     return potential;
