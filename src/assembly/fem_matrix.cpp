@@ -6,6 +6,7 @@
 #include "assembly/scatter.h"
 #include "common/by_element.h"
 #include "common/element_table.h"
+#include "common/look_ahead.h"
 #include "common/record_list.h"
 
 #include <type_traits>
@@ -151,6 +152,32 @@ static void gather_nodes(const node_values& nodes, const owned_array<double>& av
     }
 }
 
+// Asks for what elements further on touch: nodes, then starts of rows, then terms, each when the one before has come.
+static void look_ahead(const record_list& list, const node_values& nodes, const owned_array<double>& avalp,
+                       const matrix_rows& matrix, const double uvecr[])
+{
+    std::size_t place[looked_at];
+    std::size_t count = places_ahead<felm_struct_record>(list, nodes.index, 36, place);
+    for (std::size_t k = 0; k < count; ++k) {
+        ask_for(&nodes.ggg.values[place[k]].x);
+        ask_for(&nodes.ggg.values[place[k]].nufai);
+        ask_for(&avalp[place[k]]);
+    }
+    count = places_ahead<felm_struct_record>(list, nodes.index, 24, place);
+    for (std::size_t k = 0; k < count; ++k)
+        if (const std::int32_t nufai = nodes.ggg.values[place[k]].nufai; nufai >= 1) {
+            ask_for(&matrix.start[static_cast<std::size_t>(nufai) - 1]);
+            ask_for(&uvecr[nufai - 1]);
+        }
+    count = places_ahead<felm_struct_record>(list, nodes.index, 12, place);
+    for (std::size_t k = 0; k < count; ++k)
+        if (const std::int32_t nufai = nodes.ggg.values[place[k]].nufai; nufai >= 1) {
+            const std::int64_t start = matrix.start[static_cast<std::size_t>(nufai) - 1];
+            ask_for(matrix.mindex.get() + start);
+            ask_for(matrix.amatr.get() + start);
+        }
+}
+
 static void assemble_elements(const control& cntl, fem_matrix_files files, const node_values& nodes,
                               const owned_array<double>& avalp, matrix_rows& matrix, double uvecr[], edge_terms* edges,
                               std::FILE* log)
@@ -161,6 +188,7 @@ static void assemble_elements(const control& cntl, fem_matrix_files files, const
     element_nodes gathered;
     record_list list = felm_list(files.felm_struct, cntl.maxfelm);
     for (felm_struct_record felm; next_record(log, list, felm);) {
+        look_ahead(list, nodes, avalp, matrix, uvecr);
         const element_type& type = element_type_of(log, felm.type, felm.noe, "");
         if (felm.nop < 0 || felm.nop > cntl.maxprp) fail(log, "      Error. prop no. over the limit.\n");
         const element_material material = read_material(cntl, files, felm, log);

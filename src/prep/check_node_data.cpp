@@ -1,6 +1,7 @@
 #include "prep/check_node_data.h"
 
 #include "common/element_table.h"
+#include "common/look_ahead.h"
 #include "common/number_index.h"
 #include "common/record_list.h"
 #include "common/records.h"
@@ -30,6 +31,9 @@ static std::int32_t mark_felm_nodes(const control& cntl, input_file& felms, cons
     std::int32_t lowest = none;
     record_list list = felm_list(felms, cntl.maxfelm);
     for (mesh_felm_record felm; next_record(log, list, felm);) {
+        std::size_t ahead[looked_at];
+        const std::size_t places = places_ahead<mesh_felm_record>(list, defined, 16, ahead);
+        for (std::size_t k = 0; k < places; ++k) ask_for(&ireffe[ahead[k]]);
         const element_type& type = element_type_of(log, felm.type, felm.noe, ".");
         for (std::int32_t j = 0; j < type.nodes; ++j) {
             if (felm.node[j] < 1 || felm.node[j] > cntl.maxnog) fail_connection(log, "fem", felm.noe, j + 1);

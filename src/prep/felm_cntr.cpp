@@ -1,6 +1,7 @@
 #include "prep/felm_cntr.h"
 
 #include "common/element_table.h"
+#include "common/look_ahead.h"
 #include "common/number_index.h"
 #include "common/record_list.h"
 #include "common/records.h"
@@ -46,6 +47,9 @@ void t_set_felm_cntr(control cntl, felm_cntr_files files, std::FILE* log)
     const point_table points = read_points(cntl, files.nodes, log);
     record_list list = felm_list(files.felms, cntl.maxfelm);
     for (mesh_felm_record felm; next_record(log, list, felm);) {
+        std::size_t ahead[looked_at];
+        const std::size_t places = places_ahead<mesh_felm_record>(list, points.index, 16, ahead);
+        for (std::size_t k = 0; k < places; ++k) ask_for(&points.ggg.values[3 * ahead[k]]);
         const centre_rule rule = find_rule(felm.type, felm.noe, log);
         double centre[3] = {};
         for (std::int32_t k = 0; k < rule.nodes; ++k) {

@@ -1,6 +1,7 @@
 #include "prep/matrix_index.h"
 
 #include "common/element_table.h"
+#include "common/look_ahead.h"
 #include "common/number_index.h"
 #include "common/record_list.h"
 #include "common/records.h"
@@ -93,11 +94,30 @@ static number_index carried_unknowns(const node_unknowns& read, std::FILE* log)
     return carried;
 }
 
+// Asks for what elements further on touch: unknowns, then rows, then columns, each when the one before has come.
+static void look_ahead(const record_list& list, const node_unknowns& nodes, const number_index& unknowns,
+                       const index_rows& matrix)
+{
+    if (!unknowns.without_gaps) return;
+    std::size_t place[looked_at];
+    std::size_t count = places_ahead<mesh_felm_record>(list, nodes.nodes, 36, place);
+    for (std::size_t k = 0; k < count; ++k) ask_for(&nodes.nufai.values[place[k]]);
+    count = places_ahead<mesh_felm_record>(list, nodes.nodes, 24, place);
+    for (std::size_t k = 0; k < count; ++k)
+        if (const std::int32_t row = place_of(unknowns, nodes.nufai.values[place[k]]); row >= 0)
+            ask_for(&matrix.rows[static_cast<std::size_t>(row)]);
+    count = places_ahead<mesh_felm_record>(list, nodes.nodes, 12, place);
+    for (std::size_t k = 0; k < count; ++k)
+        if (const std::int32_t row = place_of(unknowns, nodes.nufai.values[place[k]]); row >= 0)
+            ask_for(matrix.columns.values.get() + matrix.rows[static_cast<std::size_t>(row)].first);
+}
+
 static void couple_elements(const control& cntl, input_file& in, const node_unknowns& nodes,
                             const number_index& unknowns, index_rows& matrix, std::FILE* log)
 {
     record_list list = felm_list(in, cntl.maxfelm);
     for (mesh_felm_record felm; next_record(log, list, felm);) {
+        look_ahead(list, nodes, unknowns, matrix);
         const element_type& type = element_type_of(log, felm.type, felm.noe, ".");
         std::int32_t row[most_nodes]; // of each node's unknown, negative without one
         for (std::int32_t j = 0; j < type.nodes; ++j) {

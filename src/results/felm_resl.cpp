@@ -6,6 +6,7 @@
 #include "circuit/volt_files.h"
 #include "common/by_element.h"
 #include "common/element_table.h"
+#include "common/look_ahead.h"
 #include "common/number_text.h"
 #include "common/record_list.h"
 #include "common/records.h"
@@ -197,6 +198,12 @@ void eat_calc_felm_resl(control cntl, felm_resl_files files, std::int32_t nvolte
     prepare_centres(prepared);
     record_list list = felm_list(files.felm_struct, cntl.maxfelm);
     for (felm_struct_record felm; next_record(log, list, felm);) {
+        std::size_t ahead[looked_at];
+        const std::size_t places = places_ahead<felm_struct_record>(list, nodes.index, 16, ahead);
+        for (std::size_t k = 0; k < places; ++k) {
+            ask_for(&nodes.ggg.values[ahead[k]]);
+            ask_for(&potential.aval[ahead[k]]);
+        }
         const element_type& type = element_type_of(log, felm.type, felm.noe, "");
         const double sigma = conductivity_of(log, cntl, files.conductivities, felm);
         std::size_t place[most_nodes];
