@@ -2,6 +2,7 @@
 
 #include "dataline/field_scan.h"
 
+#include <bit>
 #include <cstring>
 
 namespace tarnel
@@ -9,9 +10,9 @@ namespace tarnel
 
 void t_err_line(const data_line& line, std::FILE* log)
 {
-    const void* newline = std::memchr(line.text, '\n', sizeof line.text);
+    const void* newline = std::memchr(line.text, '\n', line_characters);
     const std::size_t shown = newline == nullptr
-                                  ? sizeof line.text
+                                  ? std::size_t{line_characters}
                                   : static_cast<std::size_t>(static_cast<const char*>(newline) - line.text) + 1;
     log_lines(log, "             at line : ");
     // Character by character: a NUL byte is echoed like any other.
@@ -26,7 +27,8 @@ void fail_field_count(const data_line& line, std::FILE* log)
 }
 
 // Copies the next line into the blank buffer, newline included.
-static void read_characters(data_line& line, input_file& in, std::FILE* log)
+//   returns the characters before the newline
+static std::size_t read_characters(data_line& line, input_file& in, std::FILE* log)
 {
     std::memset(line.text, ' ', sizeof line.text);
     // A line takes at most 101 characters and the carriage return of its line end.
@@ -41,7 +43,7 @@ static void read_characters(data_line& line, input_file& in, std::FILE* log)
             std::memcpy(line.text, from, shown);
             line.text[shown] = '\n';
             in.at += length + 1;
-            return;
+            return shown;
         }
     }
     if (length >= line_characters) {
@@ -65,23 +67,41 @@ static void close_field(data_line& line, std::int32_t end, std::FILE* log)
     }
 }
 
+// A bit for each of eight characters, 1 where it is no blank.
+static std::uint64_t filled_characters(const char text[8])
+{
+    constexpr std::uint64_t ones = 0x0101010101010101, tops = 0x80 * ones, others = 0x7f * ones;
+    std::uint64_t word;
+    std::memcpy(&word, text, sizeof word);
+    if constexpr (std::endian::native == std::endian::big) word = __builtin_bswap64(word);
+    word ^= ' ' * ones;                                                      // blanks are 0 now
+    const std::uint64_t filled = (((word & others) + others) | word) & tops; // top bits of the bytes that are not
+    return (filled >> 7U) * 0x0102040810204080U >> 56U;
+}
+
 void t_rd_line(data_line& line, input_file& in, std::FILE* log)
 {
     std::memset(line.is, 0, sizeof line.is);
     std::memset(line.ie, 0, sizeof line.ie);
     line.naprm = 0;
-    read_characters(line, in, log);
+    const std::size_t length = read_characters(line, in, log);
     bool inside = false;
-    for (std::int32_t at = 0;; ++at) {
-        const char c = line.text[at];
-        if (c == ' ' || c == '\n') {
-            if (inside) close_field(line, at, log);
-            inside = false;
-            if (c == '\n') return;
-        } else if (!inside) {
-            line.is[line.naprm] = at;
-            inside = true;
+    std::uint64_t before = 0; // whether the last character of the word before is filled
+    for (std::size_t first = 0; first <= length; first += 32) {
+        std::uint64_t filled = 0;
+        for (std::size_t k = 0; k < 32 && first + k < length; k += 8)
+            filled |= filled_characters(line.text + first + k) << k;
+        if (length - first < 32) filled &= (std::uint64_t{1} << (length - first)) - 1; // the newline is none
+        // A bit where a field begins or has ended, in turn.
+        for (std::uint64_t edges = filled ^ (filled << 1U | before); (edges & 0xffffffffU) != 0; edges &= edges - 1) {
+            const auto at = static_cast<std::int32_t>(first) + std::countr_zero(edges);
+            if (inside)
+                close_field(line, at, log);
+            else
+                line.is[line.naprm] = at;
+            inside = !inside;
         }
+        before = filled >> 31U & 1U;
     }
 }
 
