@@ -61,10 +61,13 @@ static block_division divide(const skyline_setup& setup, skyline_profile& profil
     return division;
 }
 
+// Sets a block's terms; the array of the first one is zeros already.
 static void scatter_rows(const matrix_rows& rows, const skyline_profile& profile, const skyline_block& block)
 {
     const double* last = block_column(profile, block, block.end - 1);
-    std::fill(block.aaa, block.aaa + (last - block.aaa) + profile.linsky[static_cast<std::size_t>(block.end) - 1], 0.0);
+    if (block.first > 0)
+        std::fill(block.aaa, block.aaa + (last - block.aaa) + profile.linsky[static_cast<std::size_t>(block.end) - 1],
+                  0.0);
     for (std::int32_t i = std::max(0, block.first - profile.nband + 1); i < block.end; ++i) {
         const auto row = static_cast<std::size_t>(i);
         for (std::int64_t t = rows.start[row]; t < rows.start[row + 1]; ++t) {

@@ -17,6 +17,8 @@ column_group make_group(std::FILE* log, std::int32_t nband, std::int32_t work_le
     const auto most_tiles = static_cast<std::size_t>(group.most / tile_rows);
     group.packed = zero_array<double>(log, "work2", most_tiles * group.tile_room);
     group.top = zero_array<std::int32_t>(log, "work2", most_tiles);
+    group.zero_rows = nband;
+    group.zeros = zero_array<double>(log, "work2", static_cast<std::size_t>(nband));
     group.kernel = &kernel;
     return group;
 }
@@ -70,11 +72,11 @@ constexpr std::int32_t most_padded_rows = 32;
 struct column_set {
     std::int32_t first, count;
     std::int32_t top[tile_columns]; // topmost row of each
-    std::int32_t highest, lowest;   // of the tops
+    std::int32_t highest;           // of the tops
     double* diagonal[tile_columns]; // term of row i at diagonal[c][first - i]
-    // Where the tops lie close together: the rows between them, with zeros above each column.
+    // Most tops lie close together: the rows [highest, padded_end) with zeros above each column.
     std::int32_t padded_end;
-    double padded[tile_columns][most_padded_rows]; // row i at [c][lowest - 1 - i]
+    double padded[tile_columns][most_padded_rows]; // row i at [c][highest + most_padded_rows - 1 - i]
 };
 
 // The columns [j, j + count), whose rows before `finished` are finished.
@@ -89,19 +91,13 @@ static void take_columns(const skyline_profile& profile, const skyline_block& bl
         set.diagonal[c] = block_column(profile, block, column) + (column - j);
     }
     set.highest = *std::min_element(set.top, set.top + tile_columns);
-    set.lowest = *std::max_element(set.top, set.top + tile_columns);
+    const std::int32_t most = std::max(set.highest, std::min(set.highest + most_padded_rows, finished));
     set.padded_end = set.highest;
-    if (set.lowest - set.highest > most_padded_rows) return;
-    set.padded_end = std::clamp(finished, set.highest, set.lowest);
+    for (const std::int32_t top : set.top)
+        if (top <= most) set.padded_end = std::max(set.padded_end, top);
     for (std::int32_t c = 0; c < tile_columns; ++c)
         for (std::int32_t i = set.highest; i < set.padded_end; ++i)
-            set.padded[c][set.lowest - 1 - i] = i < set.top[c] ? 0.0 : set.diagonal[c][j - i];
-}
-
-// The columns' terms of row i.
-static void terms_of_row(const column_set& set, std::int32_t i, double* u[tile_columns])
-{
-    for (std::int32_t c = 0; c < tile_columns; ++c) u[c] = set.diagonal[c] + (set.first - i);
+            set.padded[c][set.highest + most_padded_rows - 1 - i] = i < set.top[c] ? 0.0 : set.diagonal[c][j - i];
 }
 
 // Adds the rows [from, end) to the sums of a tile, as far as the tile and each column reach up.
@@ -113,26 +109,24 @@ static void add_rows(const column_group& group, std::int32_t m, const column_set
         return tile_of(group, m) + static_cast<std::size_t>(k - w_top) * tile_rows;
     };
     from = std::max({from, w_top, set.highest});
+    const double* u[tile_columns];
     if (from < std::min(end, set.padded_end)) {
         const std::int32_t to = std::min(end, set.padded_end);
-        const double* u[tile_columns];
-        for (std::int32_t c = 0; c < tile_columns; ++c) u[c] = set.padded[c] + (set.lowest - 1 - from);
+        for (std::int32_t c = 0; c < tile_columns; ++c)
+            u[c] = set.padded[c] + (set.highest + most_padded_rows - 1 - from);
         group.kernel->add_columns(static_cast<std::size_t>(to - from), w_at(from), u, sums);
         from = to;
     }
-    if (from >= end) return;
-    double* u[tile_columns];
-    const std::int32_t common = std::clamp(set.lowest, from, end); // from here on all columns have rows
-    if (from < common)
-        for (std::int32_t c = 0; c < set.count; ++c) {
-            const std::int32_t k = std::max(from, set.top[c]);
-            if (k >= common) continue;
-            terms_of_row(set, k, u);
-            group.kernel->add_column(static_cast<std::size_t>(common - k), w_at(k), u[c], sums[c]);
+    while (from < end) { // columns that begin further down are zeros until then
+        std::int32_t to = end;
+        for (std::int32_t c = 0; c < tile_columns; ++c) {
+            const bool begun = set.top[c] <= from;
+            u[c] = begun ? set.diagonal[c] + (set.first - from) : group.zeros.get() + (group.zero_rows - 1);
+            if (!begun) to = std::min(to, set.top[c]);
         }
-    if (common >= end) return;
-    terms_of_row(set, common, u);
-    group.kernel->add_columns(static_cast<std::size_t>(end - common), w_at(common), u, sums);
+        group.kernel->add_columns(static_cast<std::size_t>(to - from), w_at(from), u, sums);
+        from = to;
+    }
 }
 
 // Finishes the rows of tile m in the columns, their sums over the rows before it being complete.
@@ -142,7 +136,7 @@ static void finish_rows(const column_group& group, std::int32_t m, std::int32_t 
     const std::int32_t first = group.first + m * tile_rows;
     const std::int32_t w_top = group.top[static_cast<std::size_t>(m)];
     double* u[tile_columns];
-    terms_of_row(set, first, u);
+    for (std::int32_t c = 0; c < tile_columns; ++c) u[c] = set.diagonal[c] + (set.first - first);
     int top[tile_columns];
     for (std::int32_t c = 0; c < tile_columns; ++c) top[c] = c < set.count ? set.top[c] - first : rows;
     group.kernel->finish_rows(rows, tile_of(group, m) + static_cast<std::size_t>(first - w_top) * tile_rows,

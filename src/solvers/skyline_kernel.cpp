@@ -60,11 +60,6 @@ static void add_columns_portable(std::size_t n, const double* w, const double* c
     for (int c = 0; c < tile_columns; ++c) add_one_column(n, w, u[c], sums[c]);
 }
 
-static void add_column_portable(std::size_t n, const double* w, const double* u, double sums[tile_rows])
-{
-    add_one_column(n, w, u, sums);
-}
-
 static void finish_rows_portable(int rows, const double* w, const double* pivots, double* const u[tile_columns],
                                  const int top[tile_columns], const double sums[tile_columns][tile_rows])
 {
@@ -74,7 +69,7 @@ static void finish_rows_portable(int rows, const double* w, const double* pivots
         finish_each_row<false>(rows, w, pivots, u, top, sums);
 }
 
-const tile_kernel portable_tile_kernel = {add_columns_portable, add_column_portable, finish_rows_portable};
+const tile_kernel portable_tile_kernel = {add_columns_portable, finish_rows_portable};
 
 #if TARNEL_LANES >= 4
 
@@ -108,12 +103,6 @@ const tile_kernel portable_tile_kernel = {add_columns_portable, add_column_porta
                 _mm256_storeu_pd(sums[first + c] + row + 4, s[c][1]);
             }
         }
-}
-
-[[gnu::target("avx2")]] static void add_column_avx2(std::size_t n, const double* w, const double* u,
-                                                    double sums[tile_rows])
-{
-    add_one_column(n, w, u, sums);
 }
 
 [[gnu::target("avx2")]] static void finish_rows_avx2(int rows, const double* w, const double* pivots,
@@ -157,12 +146,6 @@ const tile_kernel portable_tile_kernel = {add_columns_portable, add_column_porta
         _mm512_storeu_pd(sums[c], low[c]);
         _mm512_storeu_pd(sums[c] + 8, high[c]);
     }
-}
-
-[[gnu::target("avx512f")]] static void add_column_avx512(std::size_t n, const double* w, const double* u,
-                                                         double sums[tile_rows])
-{
-    add_one_column(n, w, u, sums);
 }
 
 // Eight by eight numbers turned: lane c of row r to lane r of row c.
@@ -230,11 +213,11 @@ tile_kernels available_tile_kernels()
 {
     tile_kernels kernels{};
 #if TARNEL_LANES >= 8
-    static constexpr tile_kernel avx512 = {add_columns_avx512, add_column_avx512, finish_rows_avx512};
+    static constexpr tile_kernel avx512 = {add_columns_avx512, finish_rows_avx512};
     if (__builtin_cpu_supports("avx512f")) kernels.form[kernels.count++] = &avx512;
 #endif
 #if TARNEL_LANES >= 4
-    static constexpr tile_kernel avx2 = {add_columns_avx2, add_column_avx2, finish_rows_avx2};
+    static constexpr tile_kernel avx2 = {add_columns_avx2, finish_rows_avx2};
     if (__builtin_cpu_supports("avx2")) kernels.form[kernels.count++] = &avx2;
 #endif
     kernels.form[kernels.count++] = &portable_tile_kernel;

@@ -17,9 +17,6 @@ struct tile_kernel {
     void (*add_columns)(std::size_t n, const double* w, const double* const u[tile_columns],
                         double sums[tile_columns][tile_rows]);
 
-    // The same for one column.
-    void (*add_column)(std::size_t n, const double* w, const double* u, double sums[tile_rows]);
-
     // Rows of the tile itself, ascending: u[c][-r] = (u[c][-r] - sum) / pivots[r], the finished row entering the sums
     // of those below.
     //   rows  of the tile, at most 16;  w  rows x 16, w[r][s] = u_rs d_r;  pivots  one a row

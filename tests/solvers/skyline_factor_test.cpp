@@ -147,9 +147,6 @@ TEST(skyline_kernel, sums_of_every_length_are_those_of_one_entry_at_a_time)
             std::memcpy(sums, tile.sums, sizeof sums);
             form->add_columns(n, tile.w.data(), tile.top, sums);
             EXPECT_EQ(std::memcmp(sums, expected, sizeof expected), 0) << n;
-            std::memcpy(sums, tile.sums, sizeof sums);
-            for (std::size_t c = 0; c < tile_columns; ++c) form->add_column(n, tile.w.data(), tile.top[c], sums[c]);
-            EXPECT_EQ(std::memcmp(sums, expected, sizeof expected), 0) << n << ", one column";
         }
     }
 }
@@ -216,10 +213,8 @@ TEST(skyline_kernel, product_and_sum_are_rounded_apart)
         for (auto& column : sums)
             for (double& sum : column) sum = -(1.0 + 2.0 * e);
         form->add_columns(1, w.data(), columns, sums);
-        form->add_column(1, w.data(), u.data(), sums[0]);
-        for (int r = 0; r < tile_rows; ++r) EXPECT_EQ(sums[0][r], 1.0 + 2.0 * e) << r; // added twice
-        for (int c = 1; c < tile_columns; ++c)
-            for (const double sum : sums[c]) EXPECT_EQ(sum, 0.0);
+        for (const auto& column : sums)
+            for (const double sum : column) EXPECT_EQ(sum, 0.0);
     }
 }
 
