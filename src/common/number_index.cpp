@@ -47,19 +47,19 @@ void finish_index(std::FILE* log, const char* name, number_index& index)
 
 std::int32_t search_place(const number_index& index, std::int32_t number)
 {
-    if (number < 1 || number > index.largest) return -1;
+    if (number < 1 || number > index.largest) return -1; // so that a search below ends at a number
     if (index.direct != nullptr) return index.direct[static_cast<std::size_t>(number)] - 1;
     if (index.ascending) {
         const std::int32_t* begin = index.numbers.values.get();
         const std::int32_t* end = begin + index.count;
         const std::int32_t* at = std::lower_bound(begin, end, number);
-        return at != end && *at == number ? static_cast<std::int32_t>(at - begin) : -1;
+        return *at == number ? static_cast<std::int32_t>(at - begin) : -1;
     }
     const numbered_place* begin = index.sorted.get();
     const numbered_place* end = begin + index.count;
     const numbered_place* at = std::lower_bound(
         begin, end, number, [](const numbered_place& place, std::int32_t wanted) { return place.number < wanted; });
-    return at != end && at->number == number ? at->place : -1;
+    return at->number == number ? at->place : -1;
 }
 
 } // namespace tarnel
