@@ -291,7 +291,7 @@ static void iterate_diodes(const control& cntl, circuit_system& circuit, output_
     start_diodes(circuit.diodes, log);
     const std::int32_t passes = std::max(circuit.diodes.itermax, 1);
     bool moving = true;
-    for (std::int32_t pass = 1; moving && pass <= passes; ++pass) {
+    for (std::int32_t pass = 1; moving; ++pass) {
         report_lines(log, report, "\n\n    === iter no. for diode === %d \n", pass);
         std::copy(circuit.fmatr_org.get(), circuit.fmatr_org.get() + n * n, circuit.fmatr.get());
         std::copy(circuit.fvecr_org.get(), circuit.fvecr_org.get() + n, circuit.fvecr.get());
