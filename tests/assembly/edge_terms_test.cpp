@@ -252,6 +252,16 @@ TEST_F(circuit_edges, sources_without_a_coupling_or_an_unknown_do_nothing)
     expect_edge(1, {2, -2}, -8, 7);
 }
 
+TEST_F(circuit_edges, directions_of_sources_that_are_not_coupled_are_not_looked_at)
+{
+    data1.properties[0].conductors = {{1, 0, {3, 5, 8}, 4}, {2, -1, {3, 5, 8}, 4}}; // there is no system 4
+    ASSERT_FALSE(assemble().failed);
+    expect_edge(2, {0, 0}, 0, 0);
+    expect_edge(3, {0, 0}, 0, 0);
+    data1.properties[0].conductors[1].iswjh = 3; // coupled, though in no way that there is
+    expect_failure(after_lists() + "      Error. lcs_data not defined. lno = 4 \n");
+}
+
 TEST_F(circuit_edges, a_grad_fai_region_without_a_condition_or_an_unknown_does_nothing)
 {
     data1.properties[1].ngrad = 0;

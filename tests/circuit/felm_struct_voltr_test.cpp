@@ -125,6 +125,13 @@ TEST_F(driven_elements, without_a_driving_source_lose_their_pattern_with_the_swi
     expect_sources({10, 20, 30}, {0, 0, 0});
 }
 
+TEST_F(driven_elements, get_nothing_from_sources_that_are_not_coupled)
+{
+    data1.properties[0].conductors = {{1, 0, {1, 2, 8}, 6}, {2, -1, {16, 32, 4}, 6}}; // there is no system 6
+    EXPECT_FALSE(change().failed);
+    expect_sources({10, 20, 30}, {0.5, 0.25, 4});
+}
+
 TEST_F(driven_elements, outside_voltage_regions_are_copied_byte_for_byte)
 {
     felms[0].nop = 3;

@@ -46,6 +46,7 @@ TEST_F(arrays, array_of_nothing_is_an_array)
     const stage_outcome outcome = run_stage([](std::FILE* log) {
         EXPECT_NE(zero_array<double>(log, "values", 0), nullptr);
         EXPECT_NE(zero_array<char>(log, "values", 0), nullptr);
+        EXPECT_NE(empty_array<double>(log, "values", opaque(0)), nullptr);
     });
     EXPECT_FALSE(outcome.failed);
 }
@@ -62,6 +63,12 @@ TEST_F(arrays, array_beyond_all_memory_is_refused_by_its_name)
         });
         EXPECT_TRUE(outcome.failed) << n;
         EXPECT_EQ(outcome.log, "      Error. Can't allocate (amatr).\n");
+        const stage_outcome without_zeros = run_stage([&](std::FILE* log) {
+            const owned_array<double> values = empty_array<double>(log, "pvecr", opaque(n));
+            place = values.get();
+        });
+        EXPECT_TRUE(without_zeros.failed) << n;
+        EXPECT_EQ(without_zeros.log, "      Error. Can't allocate (pvecr).\n");
         EXPECT_EQ(place, nullptr);
     }
 }

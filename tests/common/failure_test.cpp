@@ -47,4 +47,9 @@ TEST_F(failures, log_that_cannot_be_written_ends_the_run_with_a_word_on_standard
                   log_lines(log, ", and now one\n");
               }),
               "      Error. in tarnel.log(w).\n");
+    EXPECT_EQ(said_instead([](std::FILE* log) {
+                  std::fputs("a lost line\n", log);
+                  log_lines(log, "which a line in the buffer does not make good");
+              }),
+              "      Error. in tarnel.log(w).\n");
 }

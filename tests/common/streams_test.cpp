@@ -327,6 +327,46 @@ TEST_F(streams, new_file_replaces_a_plain_one_and_keeps_its_permissions)
     EXPECT_STREQ(old, "old content");
 }
 
+// An ordinary user while it lives, for a superuser may write anywhere.
+struct ordinary_user {
+    const bool was_root = geteuid() == 0;
+    ordinary_user() { EXPECT_TRUE(!was_root || seteuid(65534) == 0); }
+    ~ordinary_user() { EXPECT_TRUE(!was_root || seteuid(0) == 0); }
+    ordinary_user(const ordinary_user&) = delete;
+    ordinary_user& operator=(const ordinary_user&) = delete;
+};
+
+TEST_F(streams, file_in_a_directory_that_keeps_it_is_written_through)
+{
+    ASSERT_EQ(chmod(".", 0755), 0);
+    std::filesystem::create_directory("locked");
+    write_file("locked/out.tmp", "old content");
+    ASSERT_EQ(chmod("locked/out.tmp", 0666), 0);
+    ASSERT_EQ(chmod("locked", 0555), 0);
+    const stage_outcome outcome = run_stage([](std::FILE* log) {
+        const ordinary_user user;
+        opened_output out("locked/out.tmp");
+        write_bytes(log, out, "new", 3, "w");
+        close_output(log, out);
+    });
+    EXPECT_EQ(chmod("locked", 0755), 0);
+    EXPECT_FALSE(outcome.failed);
+    EXPECT_EQ(read_file("locked/out.tmp"), "new");
+}
+
+TEST_F(streams, write_protected_file_is_neither_replaced_nor_written)
+{
+    ASSERT_EQ(chmod(".", 0777), 0); // where it could be replaced
+    write_file("out.tmp", "old content");
+    ASSERT_EQ(chmod("out.tmp", 0444), 0);
+    {
+        const ordinary_user user;
+        output_file out;
+        EXPECT_FALSE(open_output(stderr, out, "out.tmp", "out.tmp", content::binary));
+    }
+    EXPECT_EQ(read_file("out.tmp"), "old content");
+}
+
 TEST_F(streams, links_are_written_through)
 {
     std::filesystem::create_directory("elsewhere");

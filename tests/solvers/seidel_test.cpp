@@ -171,6 +171,14 @@ TEST_F(seidel, second_group_alone_can_hold_up_the_end)
               heading + ndim_log(3) + "      GS solver convergence iter = 1  eps = 2.795085e-07 \n");
 }
 
+TEST_F(seidel, group_that_comes_to_zero_counts_as_converged)
+{
+    // sweep 0: x = (1, 2); sweep 1: (0, 2.5), so that the first has no relative change and the second 0.5 / 2.5
+    write_system({{{{0, 1.0}, {1, 0.5}}, {{1, 1.0}}}, {1.0, 2.5}, 1});
+    EXPECT_EQ(solve(sweeping(2, 1e-9, 1.0)).log,
+              heading + ndim_log(2) + "      GS solver convergence iter = 1  eps = 2.000000e-01 \n");
+}
+
 TEST_F(seidel, plain_sweeps_converge_to_the_exact_solution)
 {
     hand_system system = three();

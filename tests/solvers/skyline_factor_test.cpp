@@ -124,6 +124,28 @@ std::vector<int> ragged(int n, int highest, std::mt19937& random)
 
 } // namespace
 
+using skyline_factor_groups = stage_test;
+
+TEST_F(skyline_factor_groups, empty_group_changes_nothing)
+{
+    const stage_outcome outcome = run_stage([](std::FILE* log) {
+        const skyline_columns columns = {{4.0}, {5.0, 2.0}};
+        tarnel::skyline_profile profile = profile_of(columns, log);
+        profile.linsky[0] = 1, profile.linsky[1] = profile.nband = 2, profile.iadlin[1] = 1;
+        double terms[] = {4.0, 5.0, 2.0};
+        const double pivots[] = {4.0, 0.0};
+        tarnel::column_group group = tarnel::make_group(log, profile.nband, 1000, tarnel::portable_tile_kernel);
+        for (const std::int32_t first : {0, 1, 2}) {
+            start_group(group, first);
+            apply_group(profile, group, {0, 2, terms}, pivots);
+        }
+        EXPECT_EQ(terms[0], 4.0);
+        EXPECT_EQ(terms[1], 5.0);
+        EXPECT_EQ(terms[2], 2.0);
+    });
+    EXPECT_EQ(outcome.log, "");
+}
+
 TEST(skyline_kernel, sums_of_every_length_are_those_of_one_entry_at_a_time)
 {
     std::mt19937 random(1);

@@ -92,6 +92,7 @@ TEST_F(skyline_setup_text, end_of_file_before_the_last_name_says_which)
     expect_refused("1 1 10\n", few(1, 1));
     expect_refused("1 1 10\nabc", few(1, 1));
     expect_refused("1 3 10\na\n", "      file name for skylin (1) === a\n" + few(3, 2));
+    expect_refused("1 1 10\nabc\r", few(1, 1)); // half of a line end
     expect_refused("1 3 10\na\nb\nc", "      file name for skylin (1) === a\n"
                                       "      file name for skylin (2) === b\n" +
                                           few(3, 3));
