@@ -81,7 +81,7 @@ char* put_e15_5(char* to, double value)
         char text[40];
         return put_padded(to, text, static_cast<std::size_t>(put_scientific(text, value, 5) - text), 15);
     }
-    std::memcpy(to, "    0.00000e+00", 15);
+    put_text(to, "    0.00000e+00");
     if (std::signbit(value)) to[3] = '-';
     for (int at = 10; at > 5; --at) {
         to[at] = static_cast<char>('0' + found.digits % 10);
