@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace tarnel
 {
@@ -99,8 +100,8 @@ static bool iterate(const control& cntl, const preconditioned_system& system, gr
     return true;
 }
 
-// Scales the system and takes it apart for the passes; `scale` keeps d_i = 1 / sqrt(a_ii).
-static preconditioned_system prepare(const control& cntl, variant kind, matrix_rows& rows, double scale[],
+// Takes the scaled system apart for the passes, which need its rows no longer; `scale` keeps d_i = 1 / sqrt(a_ii).
+static preconditioned_system prepare(const control& cntl, variant kind, matrix_rows rows, double scale[],
                                      std::FILE* log)
 {
     const auto n = static_cast<std::size_t>(rows.ndim);
@@ -134,8 +135,7 @@ void t_real_mtsolv_iccg(control cntl, solver_files files, std::FILE* log)
                        .r = read_right_side(files.vector, ndim, head.ndim1, log)};
     scale_system(cntl.eps_zero, head.rows, v.r.get(), log);
     const owned_array<double> scale = empty_array<double>(log, "rvecr", n);
-    const preconditioned_system system = prepare(cntl, kind, head.rows, scale.get(), log);
-    head.rows = {}; // the passes have taken what they need
+    const preconditioned_system system = prepare(cntl, kind, std::move(head.rows), scale.get(), log);
     if (iterate(cntl, system, v, log))
         for (std::size_t i = 0; i < n; ++i) v.x[i] = v.x[i] * scale[i];
     write_solution(files.solution, ndim, v.x.get(), log);
