@@ -78,6 +78,14 @@ void enter_work_directory()
     });
 }
 
+tarnel::control limits_of(std::size_t size)
+{
+    tarnel::control cntl;
+    const std::int32_t limit = size % 2 == 0 ? 20 : 1000000000;
+    cntl.maxnog = cntl.maxfelm = cntl.maxprp = cntl.maxedg = limit;
+    return cntl;
+}
+
 void write_input(const char* name, std::string_view content)
 {
     const int file = open(name, O_WRONLY | O_CREAT | O_TRUNC, 0600);

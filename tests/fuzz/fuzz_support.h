@@ -25,6 +25,9 @@ bool runs_through(const std::function<void(std::FILE*)>& stage);
 // Makes a directory of the process the working directory, in memory where the system has such a place.
 void enter_work_directory();
 
+// Limits as a small model has them, and as a careless host writes them.
+tarnel::control limits_of(std::size_t size);
+
 void write_input(const char* name, std::string_view content);
 void empty_work_directory();
 

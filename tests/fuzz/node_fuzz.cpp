@@ -6,15 +6,6 @@
 using namespace tarnel;
 using namespace tarnel_fuzz;
 
-// Limits as a small model has them, and as a careless host writes them.
-static control limits_of(std::size_t size)
-{
-    control cntl;
-    const std::int32_t limit = size % 2 == 0 ? 20 : 1000000000;
-    cntl.maxnog = cntl.maxfelm = cntl.maxprp = cntl.maxedg = limit;
-    return cntl;
-}
-
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     static const base_run base = base_of("planar");
