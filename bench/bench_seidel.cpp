@@ -15,7 +15,7 @@
 
 using namespace tarnel_bench;
 
-constexpr std::int32_t timed_sweeps = 20;
+constexpr double timed_rows = 3e7;    // at least, so that the sweeps outweigh the reading of the system
 constexpr double most_of_bound = 1.5; // at 1m
 
 // The value (8) and column (4) of each coupling and a count a row (4); b read, x and the previous iterate read and
@@ -61,14 +61,14 @@ static table_row compare(const std::filesystem::path& directory, std::size_t rep
     checked_energy_error(energy_of(system, std::filesystem::path(solver_solution)), expected, "two sweeps of ours");
 
     const double n = system.n, bytes = bytes_of_sweep(n, static_cast<double>(couplings(system)));
-    std::vector<double> seconds;
-    double rate = 0;
+    const auto timed_sweeps = static_cast<std::int32_t>(timed_rows / n) + 1;
+    std::vector<double> seconds, rates;
     for (std::size_t turn = 0; turn < repeats; ++turn) {
         seconds.push_back((time_sweeps(1 + timed_sweeps) - time_sweeps(1)) / timed_sweeps);
-        rate = std::max(rate, read_rate(static_cast<std::size_t>(bytes)));
+        rates.push_back(read_rate(static_cast<std::size_t>(bytes)));
     }
     remove_solver_files();
-    const double sweep = median(seconds), ratio = sweep * rate / bytes;
+    const double sweep = median(seconds), rate = median(rates), ratio = sweep * rate / bytes;
     return {expected.name + " " + expected.size,
             decimal(1e3 * sweep, 3),
             decimal(bytes * 1e-6, 1),

@@ -27,6 +27,9 @@ struct vector_kernel {
     // x = x + alpha p, p = q + beta p, q = p
     void (*update_direction)(double alpha, double beta, double x[], double p[], double q[], std::size_t first,
                              std::size_t end);
+    // sums of (x - x0)^2 and of x^2, then x0 = omega x + (1 - omega) x0; any `first`
+    void (*relax)(part_sums& change, part_sums& size, double omega, const double x[], double x0[], std::size_t first,
+                  std::size_t end);
 };
 
 extern const vector_kernel portable_vector_kernel;

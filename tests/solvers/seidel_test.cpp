@@ -1,9 +1,12 @@
 #include "solvers/seidel.h"
 
 #include "solvers/skyline_systems.h"
+#include "solvers/vector_kernel.h"
 
 #include <cstdio>
+#include <cstring>
 #include <limits>
+#include <set>
 
 using namespace tarnel_test;
 
@@ -110,6 +113,25 @@ hand_system random_system(int n, std::mt19937& random)
     return system;
 }
 
+// Rows that couple up to seven unknowns, none further away than `reach`, some as far; the diagonal outweighs them.
+hand_system sparse_system(int n, int reach, std::mt19937& random)
+{
+    std::uniform_int_distribution<int> couplings(0, 7), distance(1, reach);
+    std::uniform_real_distribution<double> value(-1.0, 1.0);
+    hand_system system;
+    for (int i = 0; i < n; ++i) {
+        std::set<int> columns;
+        for (int k = couplings(random); k > 0; --k) columns.insert(i + distance(random));
+        if (i % 5 == 0) columns.insert(i + reach);
+        std::vector<matrix_term> row{{i, 9.0 + value(random)}};
+        for (const int column : columns)
+            if (column < n) row.push_back({column, value(random)});
+        system.rows.push_back(std::move(row));
+        system.b.push_back(value(random));
+    }
+    return system;
+}
+
 // Three unknowns, diagonals 4, 9 and 16.
 hand_system three()
 {
@@ -135,6 +157,73 @@ TEST_F(seidel, each_sweep_log_line_and_solution_bit_is_that_of_the_written_metho
                 EXPECT_EQ(outcome.log, heading + ndim_log(n) + expected.log);
                 EXPECT_EQ(read_file("t-femr-solution.tmp"), solution_bytes(expected.x)) << n << " " << omega;
             }
+}
+
+// Two sweeps run side by side as soon as the first is far enough ahead; a narrow band lets them, a wide one does not.
+TEST_F(seidel, sweeps_over_many_rows_are_those_of_the_written_method_whatever_the_reach_of_a_row)
+{
+    std::mt19937 random(20261121);
+    for (const int n : {2, 511, 512, 513, 1030, 2600})
+        for (const int reach : {1, 3, 90, 700, n - 1})
+            for (const int itermax : {1, 6, 7}) {
+                hand_system system = sparse_system(n, std::min(reach, n - 1), random);
+                if (itermax == 7) system.ndim1 = n / 3;
+                write_system(system);
+                tarnel::control cntl = sweeping(itermax, 1e-30, 0.9);
+                cntl.maxdim = n;
+                const stage_outcome outcome = solve(cntl);
+                const sweeps expected = naive_sweeps(cntl, system);
+                EXPECT_EQ(outcome.log, heading + ndim_log(n) + expected.log) << n << " " << reach << " " << itermax;
+                EXPECT_EQ(read_file("t-femr-solution.tmp"), solution_bytes(expected.x)) << n << " " << reach;
+            }
+}
+
+TEST_F(seidel, sweeps_end_with_the_first_one_that_has_converged_be_it_the_first_or_the_second_of_two)
+{
+    std::mt19937 random(7);
+    hand_system system = sparse_system(1500, 40, random);
+    write_system(system);
+    std::set<std::size_t> parities;
+    for (double eps = 1e-1; eps > 1e-9; eps /= 3) {
+        tarnel::control cntl = sweeping(100, eps, 0.95);
+        cntl.maxdim = 1500;
+        const stage_outcome outcome = solve(cntl);
+        const sweeps expected = naive_sweeps(cntl, system);
+        const std::size_t lines = static_cast<std::size_t>(std::count(expected.log.begin(), expected.log.end(), '\n'));
+        parities.insert(lines % 2);
+        EXPECT_LT(lines, 99U);
+        EXPECT_EQ(outcome.log, heading + ndim_log(1500) + expected.log) << eps;
+        EXPECT_EQ(read_file("t-femr-solution.tmp"), solution_bytes(expected.x)) << eps;
+    }
+    EXPECT_EQ(parities.size(), 2U);
+}
+
+TEST_F(seidel, iterates_are_relaxed_with_the_same_bits_by_every_kernel)
+{
+    std::mt19937 random(11);
+    std::normal_distribution<double> normal;
+    const tarnel::vector_kernels kernels = tarnel::available_vector_kernels();
+    for (std::size_t first = 0; first < 12; ++first)
+        for (std::size_t end = first; end < 45; ++end) {
+            std::vector<double> x(50), x0(50);
+            for (double& value : x) value = normal(random);
+            for (double& value : x0) value = normal(random);
+            tarnel::part_sums change, size;
+            std::vector<double> relaxed = x0;
+            for (std::size_t i = first; i < end; ++i) {
+                change.part[i % 8] += (x[i] - x0[i]) * (x[i] - x0[i]);
+                size.part[i % 8] += x[i] * x[i];
+                relaxed[i] = 0.9 * x[i] + (1.0 - 0.9) * x0[i];
+            }
+            for (int k = 0; k < kernels.count; ++k) {
+                tarnel::part_sums change_k, size_k;
+                std::vector<double> x0_k = x0;
+                kernels.form[k]->relax(change_k, size_k, 0.9, x.data(), x0_k.data(), first, end);
+                EXPECT_EQ(std::memcmp(&change_k, &change, sizeof change), 0) << k << " " << first << " " << end;
+                EXPECT_EQ(std::memcmp(&size_k, &size, sizeof size), 0) << k << " " << first << " " << end;
+                EXPECT_EQ(x0_k, relaxed) << k << " " << first << " " << end;
+            }
+        }
 }
 
 TEST_F(seidel, two_groups_are_judged_apart_and_the_larger_change_counts)
