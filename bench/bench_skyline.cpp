@@ -29,9 +29,9 @@ using namespace tarnel_bench;
 constexpr double most_of_cholmod = 0.9; // at 30k
 constexpr double at_300k_gflops = 40;
 constexpr double most_of_page_cache = 2.0; // the substitution
-constexpr const char* block_file = "bench-block-1.tmp";
-constexpr double largest_block = 3e8; // terms; beyond it a turn takes minutes and gigabytes
-constexpr double largest_band = 4e8;  // terms of dpbtrf's array
+constexpr double terms_of_a_block = 4e6;   // 32 MB: memory that is used again and again
+constexpr double largest_factor = 3e8;     // terms; beyond it a turn takes minutes and gigabytes
+constexpr double largest_band = 4e8;       // terms of dpbtrf's array
 
 struct profile_size {
     double terms = 0, flops = 0; // a product and a sum count as two
@@ -55,6 +55,23 @@ static profile_size size_of_profile(const assembled_system& system)
         size.band = std::max(size.band, h);
     }
     return size;
+}
+
+static std::string block_file(int block)
+{
+    return "bench-block-" + std::to_string(block) + ".tmp";
+}
+
+// Writes the name list; returns how many blocks there may be: each holds all but a column of the work array.
+static int write_block_names(const profile_size& profile)
+{
+    const double work_length = std::min(profile.terms, terms_of_a_block);
+    const int blocks =
+        static_cast<int>(profile.terms / (work_length - std::min(work_length / 2, 1.0 * profile.band))) + 1;
+    std::ofstream list(tarnel::skyline_text);
+    list << static_cast<long long>(work_length) << ' ' << blocks << " 40\n";
+    for (int block = 1; block <= blocks; ++block) list << block_file(block) << '\n';
+    return blocks;
 }
 
 static double time_factorisation()
@@ -193,16 +210,15 @@ static void compare(const std::filesystem::path& directory, std::size_t repeats)
     std::filesystem::current_path(directory);
     const assembled_system system = read_system(".");
     const profile_size profile = size_of_profile(system);
-    if (profile.terms > largest_block) {
+    if (profile.terms > largest_factor) {
         std::printf("skyline, %s %s: left out, its profile has %.2g terms.\n\n", expected.name.c_str(),
                     expected.size.c_str(), profile.terms);
         return;
     }
-    std::ofstream(tarnel::skyline_text) << static_cast<long long>(profile.terms) << " 1 40\n" << block_file << '\n';
+    const int blocks = write_block_names(profile);
     direct_times times;
     for (std::size_t turn = 0; turn < repeats; ++turn) {
-        const page_cache_rates now =
-            measure_page_cache(".", static_cast<std::size_t>(std::min(8 * profile.terms, 4e8)));
+        const page_cache_rates now = measure_page_cache(".", static_cast<std::size_t>(8 * profile.terms));
         times.cache = {std::max(times.cache.write, now.write), std::max(times.cache.read, now.read)};
         take_our_turn(system, expected, times);
 #if defined(TARNEL_CHOLMOD)
@@ -213,7 +229,8 @@ static void compare(const std::filesystem::path& directory, std::size_t repeats)
             take_band_turn(system, expected, profile.band, times);
 #endif
     }
-    for (const char* name : {tarnel::skyline_text, block_file}) std::remove(name);
+    for (int block = 1; block <= blocks; ++block) std::remove(block_file(block).c_str());
+    std::remove(tarnel::skyline_text);
     remove_solver_files();
     print_comparison(expected, system, profile, times);
 }

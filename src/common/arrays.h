@@ -1,6 +1,6 @@
 // Arrays, named for their allocation message: of a size known before, zeros from calloc; of a size found while reading,
 // growing by doubling. Pages that are never touched are never paid for, so an upper bound from a file's size costs
-// nothing.
+// nothing; large arrays ask for large pages, which come some hundred times less often.
 #pragma once
 
 #include "common/failure.h"
@@ -20,6 +20,9 @@ struct free_array {
 
 template <class T> using owned_array = std::unique_ptr<T[], free_array>;
 
+// Lets the system give an array of many pages large ones, if it likes.
+void prefer_large_pages(void* array, std::size_t bytes);
+
 // n zeros of T.
 //   errors  "      Error. Can't allocate (name).\n"
 template <class T> owned_array<T> zero_array(std::FILE* log, const char* name, std::size_t n)
@@ -27,6 +30,7 @@ template <class T> owned_array<T> zero_array(std::FILE* log, const char* name, s
     static_assert(std::is_trivially_copyable_v<T> && std::is_trivially_destructible_v<T>);
     void* zeros = std::calloc(n > 0 ? n : 1, sizeof(T));
     if (zeros == nullptr) fail(log, "      Error. Can't allocate (%s).\n", name);
+    prefer_large_pages(zeros, n * sizeof(T));
     return owned_array<T>(static_cast<T*>(zeros));
 }
 
@@ -37,6 +41,7 @@ template <class T> owned_array<T> empty_array(std::FILE* log, const char* name, 
     static_assert(std::is_trivially_copyable_v<T> && std::is_trivially_destructible_v<T>);
     void* places = n <= static_cast<std::size_t>(-1) / sizeof(T) ? std::malloc(n > 0 ? n * sizeof(T) : 1) : nullptr;
     if (places == nullptr) fail(log, "      Error. Can't allocate (%s).\n", name);
+    prefer_large_pages(places, n * sizeof(T));
     return owned_array<T>(static_cast<T*>(places));
 }
 
@@ -60,6 +65,7 @@ template <class T> void reserve(std::FILE* log, const char* name, growing_array<
     if (grown == nullptr) fail(log, "      Error. Can't allocate (%s).\n", name);
     static_cast<void>(array.values.release());
     array.values.reset(static_cast<T*>(grown));
+    prefer_large_pages(grown, capacity * sizeof(T));
     array.capacity = capacity;
 }
 

@@ -87,22 +87,40 @@ std::size_t fill_buffer(input_file& file, std::size_t want)
     return file.filled - file.at;
 }
 
+// Where a stream stands, and taking it elsewhere, in 64 bits; -1 or other than 0 where the system does not.
+static std::int64_t tell(std::FILE* f)
+{
+#if defined(_WIN32)
+    return _ftelli64(f);
+#else
+    return ftello(f);
+#endif
+}
+
+static int seek(std::FILE* f, std::int64_t place, int whence)
+{
+#if defined(_WIN32)
+    return _fseeki64(f, place, whence);
+#else
+    return fseeko(f, place, whence);
+#endif
+}
+
 std::uint64_t bytes_left(input_file& file)
 {
     const std::uint64_t buffered = file.filled - file.at;
     std::FILE* f = file.stream.get();
-#if defined(_WIN32)
-    const auto here = _ftelli64(f);
-    if (here < 0 || _fseeki64(f, 0, SEEK_END) != 0) return unknown_size;
-    const auto end = _ftelli64(f);
-    if (_fseeki64(f, here, SEEK_SET) != 0 || end < here) return unknown_size;
-#else
-    const auto here = ftello(f);
-    if (here < 0 || fseeko(f, 0, SEEK_END) != 0) return unknown_size;
-    const auto end = ftello(f);
-    if (fseeko(f, here, SEEK_SET) != 0 || end < here) return unknown_size;
-#endif
+    const std::int64_t here = tell(f);
+    if (here < 0 || seek(f, 0, SEEK_END) != 0) return unknown_size;
+    const std::int64_t end = tell(f);
+    if (seek(f, here, SEEK_SET) != 0 || end < here) return unknown_size;
     return static_cast<std::uint64_t>(end - here) + buffered;
+}
+
+bool seek_to(input_file& file, std::uint64_t place)
+{
+    file.at = file.filled = 0;
+    return seek(file.stream.get(), static_cast<std::int64_t>(place), SEEK_SET) == 0;
 }
 
 bool read_bytes_slowly(input_file& file, void* to, std::size_t n)

@@ -69,6 +69,9 @@ std::size_t fill_buffer(input_file& file, std::size_t want);
 inline constexpr std::uint64_t unknown_size = ~std::uint64_t{0};
 std::uint64_t bytes_left(input_file& file);
 
+// Goes to a place of the file, in bytes from its start; false where the system does not.
+bool seek_to(input_file& file, std::uint64_t place);
+
 // Reads n bytes; false when the file ends before.
 bool read_bytes_slowly(input_file& file, void* to, std::size_t n);
 inline bool read_bytes(input_file& file, void* to, std::size_t n)

@@ -117,6 +117,108 @@ static void divide_by_pivots(const substitution& work, double x[], std::FILE* lo
     }
 }
 
+// x_i -= u_ij x_j for the columns j = first + count - 1, ..., first: each row meets the columns in descending order.
+static void eliminate_rows_above(std::int32_t first, std::int32_t count, const column_terms columns[], double x[])
+{
+    std::int32_t common = 0;
+    for (std::int32_t c = 0; c < count; ++c) common = std::max(common, std::min(columns[c].top, first));
+    double xj[columns_together] = {};
+    for (std::int32_t c = count - 1; c >= 0; --c) {
+        const std::int32_t j = first + c;
+        xj[c] = x[j];
+        for (std::int32_t i = std::max(first, columns[c].top); i < j; ++i) x[i] -= columns[c].terms[j - i] * xj[c];
+        for (std::int32_t i = columns[c].top; i < common; ++i) x[i] -= columns[c].terms[j - i] * xj[c];
+    }
+    if (count == columns_together) {
+        const double* above[columns_together]; // the terms of row first - 1, those of the rows above it behind them
+        for (std::int32_t c = 0; c < columns_together; ++c) above[c] = columns[c].terms + c + 1;
+        double* row = x + first - 1;
+        for (std::ptrdiff_t k = 0; k < first - common; ++k) {
+            double xi = row[-k];
+            for (std::int32_t c = columns_together - 1; c >= 0; --c) xi -= above[c][k] * xj[c];
+            row[-k] = xi;
+        }
+    } else {
+        for (std::int32_t c = count - 1; c >= 0; --c)
+            for (std::int32_t i = common; i < first; ++i) x[i] -= columns[c].terms[first + c - i] * xj[c];
+    }
+}
+
+// Columns of a block that are in memory together on the way back: what a near cache holds, and no fewer than are
+// eliminated together.
+constexpr std::int64_t terms_together = 32768;
+
+static std::int64_t bytes_of_column(std::int32_t height)
+{
+    return std::int64_t{sizeof(column_record)} + std::int64_t{height} * std::int64_t{sizeof(double)};
+}
+
+// Reads the columns [first, end), whose records come next and whose addresses start with `running`.
+static void read_columns_again(substitution& work, std::int32_t first, std::int32_t end, std::int32_t running,
+                               input_file& file, std::FILE* log)
+{
+    std::size_t place = 0;
+    for (std::int32_t j = first; j < end; ++j) {
+        const auto at = static_cast<std::size_t>(j);
+        const auto column =
+            read_column_head(log, file, j, work.setup.work_length, {work.linsky[at], work.iadlin[at], running});
+        double* terms = room_for_terms(work, file, place, column.height, log);
+        read_column_terms(log, file, terms, column.height);
+        place += static_cast<std::size_t>(column.height);
+        running += column.height;
+    }
+}
+
+// Eliminates the columns [first, end), which `aaa` holds, from the last one to the first.
+static void eliminate_backward(const substitution& work, std::int32_t first, std::int32_t end, double x[])
+{
+    const std::int32_t* height = work.linsky.get();
+    std::size_t place = 0; // behind the terms of the columns left
+    for (std::int32_t j = first; j < end; ++j) place += static_cast<std::size_t>(height[j]);
+    while (end > first) {
+        const std::int32_t count = std::min(columns_together, end - first);
+        column_terms columns[columns_together];
+        for (std::int32_t c = count - 1; c >= 0; --c) {
+            const std::int32_t j = end - count + c;
+            place -= static_cast<std::size_t>(height[j]);
+            columns[c] = {j - height[j] + 1, work.aaa.values.get() + place};
+        }
+        end -= count;
+        eliminate_rows_above(end, count, columns, x);
+    }
+}
+
+// The columns [header.first, header.end) from the last to the first, a few of them in memory at a time.
+static void eliminate_block(substitution& work, const block_header& header, double x[], input_file& file,
+                            std::FILE* log)
+{
+    const std::int32_t* height = work.linsky.get();
+    std::int64_t offset = sizeof header; // of the columns left, their end in the file
+    std::int32_t running = 0;            // and in the block's array
+    for (std::int32_t j = header.first; j < header.end; ++j) {
+        offset += bytes_of_column(height[j]);
+        running += height[j];
+    }
+    const std::uint64_t left = bytes_left(file);
+    if (left == unknown_size || left < static_cast<std::uint64_t>(offset) - sizeof header) {
+        // A pipe comes in its order, and so does the item at which a file is cut.
+        read_columns_again(work, header.first, header.end, 0, file, log);
+        return eliminate_backward(work, header.first, header.end, x);
+    }
+    for (std::int32_t end = header.end, first = end; end > header.first; end = first) {
+        std::int64_t terms = 0;
+        do {
+            --first;
+            terms += height[first];
+            offset -= bytes_of_column(height[first]);
+            running -= height[first];
+        } while (first > header.first && (end - first < columns_together || terms < terms_together));
+        if (!seek_to(file, static_cast<std::uint64_t>(offset))) fail_in_file(log, file.name, "r1");
+        read_columns_again(work, first, end, running, file, log);
+        eliminate_backward(work, first, end, x);
+    }
+}
+
 static void substitute_backward(substitution& work, double x[], std::FILE* log)
 {
     for (std::int32_t b = work.matdiv - 1; b >= 0; --b) {
@@ -124,21 +226,7 @@ static void substitute_backward(substitution& work, double x[], std::FILE* log)
         const auto at = static_cast<std::size_t>(b);
         const block_header header = open_checked(work, b, work.iaddiv.values[at], file, log);
         if (header.end != work.iaddiv.values[at + 1]) fail_in_header(log, "r5");
-        std::int32_t running = 0;
-        for (std::int32_t j = header.first; j < header.end; ++j) {
-            const column_expectation expected = {work.linsky[static_cast<std::size_t>(j)],
-                                                 work.iadlin[static_cast<std::size_t>(j)], running};
-            const auto column = read_column_head(log, file, j, work.setup.work_length, expected);
-            double* terms = room_for_terms(work, file, static_cast<std::size_t>(running), column.height, log);
-            read_column_terms(log, file, terms, column.height);
-            running += column.height;
-        }
-        for (std::int32_t j = header.end - 1; j >= header.first; --j) {
-            const double* terms = work.aaa.values.get() + work.iadlin[static_cast<std::size_t>(j)];
-            const double xj = x[j];
-            for (std::int32_t i = j - work.linsky[static_cast<std::size_t>(j)] + 1; i < j; ++i)
-                x[i] -= terms[j - i] * xj;
-        }
+        eliminate_block(work, header, x, file, log);
     }
 }
 

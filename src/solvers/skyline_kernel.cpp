@@ -112,7 +112,7 @@ const tile_kernel portable_tile_kernel = {add_columns_portable, finish_rows_port
     if (whole_tile(rows, top))
         finish_each_row<true>(rows, w, pivots, u, top, sums);
     else
-        finish_rows_portable(rows, w, pivots, u, top, sums);
+        finish_each_row<false>(rows, w, pivots, u, top, sums);
 }
 
 #endif
@@ -167,10 +167,12 @@ const tile_kernel portable_tile_kernel = {add_columns_portable, finish_rows_port
     }
 }
 
-// Every row of a full tile in eight columns.
-[[gnu::target("avx512f")]] static void finish_whole_tile_avx512(const double* w, const double* pivots,
-                                                                double* const u[tile_columns],
-                                                                const double sums[tile_columns][tile_rows])
+// Sixteen rows of a tile in eight columns; unless `whole`, what stands above a column's top is another column's and is
+// neither read nor written, and counts as zero.
+template <bool whole>
+[[gnu::target("avx512f")]] static void finish_tile_avx512(const double* w, const double* pivots,
+                                                          double* const u[tile_columns], const int top[tile_columns],
+                                                          const double sums[tile_columns][tile_rows])
 {
     __m512d sum[tile_rows];
     for (int c = 0; c < tile_columns; ++c) {
@@ -179,21 +181,35 @@ const tile_kernel portable_tile_kernel = {add_columns_portable, finish_rows_port
     }
     turn(sum);
     turn(sum + 8);
+    long long top_of_lane[tile_columns];
+    std::copy(top, top + tile_columns, top_of_lane);
+    const __m512i tops = _mm512_loadu_si512(top_of_lane);
 #pragma GCC unroll 2
     for (int first = 0; first < tile_rows; first += 8) {
-        __m512d term[8]; // of the rows backwards, as the columns store them
-        for (int c = 0; c < tile_columns; ++c) term[c] = _mm512_loadu_pd(u[c] - first - 7);
+        __mmask8 below[tile_columns]; // of each column, in the order of its memory: row first + 7 comes first
+        __m512d term[8];              // of the rows backwards, as the columns store them
+        for (int c = 0; c < tile_columns; ++c) {
+            const int rows = std::clamp(first + 8 - top[c], 0, 8);
+            below[c] = static_cast<__mmask8>((1U << static_cast<unsigned>(rows)) - 1U);
+            term[c] = whole ? _mm512_loadu_pd(u[c] - first - 7) : _mm512_maskz_loadu_pd(below[c], u[c] - first - 7);
+        }
         turn(term);
 #pragma GCC unroll 8
         for (int r = first; r < first + 8; ++r, w += tile_rows) {
             __m512d& row = term[first + 7 - r];
             row = _mm512_div_pd(_mm512_sub_pd(row, sum[r]), _mm512_set1_pd(pivots[r]));
+            if (!whole) row = _mm512_maskz_mov_pd(_mm512_cmple_epi64_mask(tops, _mm512_set1_epi64(r)), row);
 #pragma GCC unroll 16
             for (int s = r + 1; s < tile_rows; ++s)
                 sum[s] = _mm512_add_pd(sum[s], _mm512_mul_pd(row, _mm512_set1_pd(w[s])));
         }
         turn(term);
-        for (int c = 0; c < tile_columns; ++c) _mm512_storeu_pd(u[c] - first - 7, term[c]);
+        for (int c = 0; c < tile_columns; ++c) {
+            if (whole)
+                _mm512_storeu_pd(u[c] - first - 7, term[c]);
+            else
+                _mm512_mask_storeu_pd(u[c] - first - 7, below[c], term[c]);
+        }
     }
 }
 
@@ -202,7 +218,9 @@ const tile_kernel portable_tile_kernel = {add_columns_portable, finish_rows_port
                                                           const double sums[tile_columns][tile_rows])
 {
     if (whole_tile(rows, top))
-        finish_whole_tile_avx512(w, pivots, u, sums);
+        finish_tile_avx512<true>(w, pivots, u, top, sums);
+    else if (rows == tile_rows)
+        finish_tile_avx512<false>(w, pivots, u, top, sums);
     else
         finish_rows_portable(rows, w, pivots, u, top, sums);
 }

@@ -177,6 +177,63 @@ TEST_F(skylin2, every_division_gives_the_same_bits_and_solves_the_system)
         }
 }
 
+// More terms than are in memory together on the way back, and columns of all heights beside one another.
+TEST_F(skylin2, each_bit_of_the_solution_is_that_of_the_written_passes)
+{
+    std::mt19937 random(5);
+    std::normal_distribution<double> normal;
+    for (const int n : {7, 64, 401, 900}) {
+        std::uniform_int_distribution<int> height(1, n);
+        skyline_columns columns; // the pivot, then the factor going up
+        std::vector<double> x;
+        int all = 0;
+        for (int j = 0; j < n; ++j) {
+            columns.emplace_back(std::min(height(random), j + 1));
+            for (double& term : columns.back()) term = 0.1 * normal(random);
+            columns.back()[0] = 2.0 + std::fabs(normal(random));
+            all += static_cast<int>(columns.back().size());
+            x.push_back(normal(random));
+        }
+        write_vector(x);
+        tarnel::control cntl = small_control();
+        cntl.maxdim = n;
+        for (const int split : {n, n / 2 + 1}) { // one block, or two
+            write_names(all, 2);                 // a work array for one block serves both
+            std::vector<block> blocks = {
+                {.matdiv = split < n ? 2 : 1, .number = 0, .first = 0, .end = split, .columns = {}}};
+            if (split < n) blocks.push_back({.matdiv = 2, .number = 1, .first = split, .end = n, .columns = {}});
+            for (block& b : blocks) {
+                int address = 0;
+                for (int j = b.first; j < b.end; ++j) {
+                    const std::vector<double>& terms = columns[static_cast<std::size_t>(j)];
+                    b.columns.push_back({static_cast<int>(terms.size()), address, terms});
+                    address += static_cast<int>(terms.size());
+                }
+            }
+            write_blocks(blocks);
+            const stage_outcome outcome = substitute(cntl);
+            EXPECT_FALSE(outcome.failed) << outcome.log;
+            std::vector<double> expected = x;
+            const auto u = [&](int i, int j) {
+                return columns[static_cast<std::size_t>(j)][static_cast<std::size_t>(j - i)];
+            };
+            const auto top = [&](int j) {
+                return j + 1 - static_cast<int>(columns[static_cast<std::size_t>(j)].size());
+            };
+            for (int j = 0; j < n; ++j) {
+                double sum = 0.0;
+                for (int i = top(j); i < j; ++i) sum += u(i, j) * expected[static_cast<std::size_t>(i)];
+                expected[static_cast<std::size_t>(j)] -= sum;
+            }
+            for (int j = 0; j < n; ++j) expected[static_cast<std::size_t>(j)] /= u(j, j);
+            for (int j = n - 1; j >= 0; --j)
+                for (int i = top(j); i < j; ++i)
+                    expected[static_cast<std::size_t>(i)] -= u(i, j) * expected[static_cast<std::size_t>(j)];
+            EXPECT_EQ(read_file("t-femr-solution.tmp"), solution_bytes(expected)) << n << " " << split;
+        }
+    }
+}
+
 TEST_F(skylin2, zero_right_hand_side_gives_zeros)
 {
     write_vector({0, 0, 0});
