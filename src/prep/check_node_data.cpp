@@ -1,7 +1,6 @@
 #include "prep/check_node_data.h"
 
 #include "common/element_table.h"
-#include "common/look_ahead.h"
 #include "common/number_index.h"
 #include "common/record_list.h"
 #include "common/records.h"
@@ -11,6 +10,8 @@
 
 namespace tarnel
 {
+
+using node_mark = std::uint8_t; // 1: an element uses the node; small, so that the marks of all nodes stay in cache
 
 constexpr std::int32_t none = std::numeric_limits<std::int32_t>::max();
 
@@ -26,14 +27,11 @@ static number_index read_defined_nodes(const control& cntl, input_file& nodes, s
 // Marks the places of the nodes that finite elements use.
 //   returns the lowest undefined node number they use, or `none`
 static std::int32_t mark_felm_nodes(const control& cntl, input_file& felms, const number_index& defined,
-                                    owned_array<std::int32_t>& ireffe, std::FILE* log)
+                                    owned_array<node_mark>& ireffe, std::FILE* log)
 {
     std::int32_t lowest = none;
     record_list list = felm_list(felms, cntl.maxfelm);
     for (mesh_felm_record felm; next_record(log, list, felm);) {
-        std::size_t ahead[looked_at];
-        const std::size_t places = places_ahead<mesh_felm_record>(list, defined, 16, ahead);
-        for (std::size_t k = 0; k < places; ++k) ask_for(&ireffe[ahead[k]]);
         const element_type& type = element_type_of(log, felm.type, felm.noe, ".");
         for (std::int32_t j = 0; j < type.nodes; ++j) {
             if (felm.node[j] < 1 || felm.node[j] > cntl.maxnog) fail_connection(log, "fem", felm.noe, j + 1);
@@ -50,7 +48,7 @@ static std::int32_t mark_felm_nodes(const control& cntl, input_file& felms, cons
 // Marks the places of the nodes that boundary elements use.
 //   returns the lowest undefined node number they use, or `none`
 static std::int32_t mark_belm_nodes(const control& cntl, input_file& belms, const number_index& defined,
-                                    owned_array<std::int32_t>& irefbe, std::FILE* log)
+                                    owned_array<node_mark>& irefbe, std::FILE* log)
 {
     std::int32_t lowest = none;
     record_list list = belm_list(belms, cntl.maxbelm);
@@ -78,14 +76,14 @@ void eat_check_node_data(control cntl, check_node_files files, std::FILE* log)
     log_lines(log, "    === in func. eat_check_node_data ===\n");
     const number_index defined = read_defined_nodes(cntl, files.nodes, log);
     const std::size_t places = defined.numbers.size;
-    owned_array<std::int32_t> ireffe = zero_array<std::int32_t>(log, "ireffe", places);
+    owned_array<node_mark> ireffe = zero_array<node_mark>(log, "ireffe", places);
     const std::int32_t undefined = mark_felm_nodes(cntl, files.felms, defined, ireffe, log);
 
     // An undefined node of a boundary element that a finite element uses too is no lower than `undefined`, which
     // then comes first: so every undefined node counts here.
     std::int32_t boundary_only = none;
     if (cntl.iopt_belm == 1) {
-        owned_array<std::int32_t> irefbe = zero_array<std::int32_t>(log, "irefbe", places);
+        owned_array<node_mark> irefbe = zero_array<node_mark>(log, "irefbe", places);
         boundary_only = mark_belm_nodes(cntl, *files.belms, defined, irefbe, log);
         for (std::int32_t k = 0; k < defined.count; ++k) {
             const auto [number, place] = ascending_place(defined, k);

@@ -18,7 +18,7 @@ struct node_table {
     number_index index;
     std::size_t defined = 0;            // places with a record, idefng
     growing_array<double> ggg;          // x, y of the defined places [m]
-    growing_array<std::int32_t> ireffe; // 1: an element uses the node
+    growing_array<std::uint8_t> ireffe; // 1: an element uses the node
     owned_array<double> fai0, acoef;    // constant term [Wb/m] and coefficient
     owned_array<std::int32_t> nufai;    // unknown number
     owned_array<std::int32_t> ifixc;    // 1: the node has a condition
@@ -31,7 +31,7 @@ static void read_nodes(const control& cntl, input_file& in, node_table& nodes, s
     for (mesh_node_record node; next_record(log, list, node);) {
         append(log, "ggg", nodes.ggg, node.x);
         append(log, "ggg", nodes.ggg, node.y);
-        append(log, "ireffe", nodes.ireffe, std::int32_t{0});
+        append(log, "ireffe", nodes.ireffe, std::uint8_t{0});
         add_number(log, "idefng", nodes.index, node.nog);
         if (cntl.iax == 1 && node.x < 0.0) fail(log, "      Error. radius < 0.0 for AX.  nog === %d \n", node.nog);
     }
@@ -60,7 +60,7 @@ static void mark_nodes_of_elements(const control& cntl, input_file& in, node_tab
     const std::int32_t* end = std::unique(begin, begin + undefined.size);
     for (const std::int32_t* number = begin; number != end; ++number) {
         add_number(log, "idefng", nodes.index, *number);
-        append(log, "ireffe", nodes.ireffe, std::int32_t{1});
+        append(log, "ireffe", nodes.ireffe, std::uint8_t{1});
     }
     finish_index(log, "idefng", nodes.index);
 }
