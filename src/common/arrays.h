@@ -52,12 +52,9 @@ template <class T> struct growing_array {
     std::size_t capacity = 0;
 };
 
-// Makes room for n places in all.
-//   errors  "      Error. Can't allocate (name).\n"
-template <class T> void reserve(std::FILE* log, const char* name, growing_array<T>& array, std::size_t n)
+template <class T>
+[[gnu::noinline]] void grow_array(std::FILE* log, const char* name, growing_array<T>& array, std::size_t n)
 {
-    static_assert(std::is_trivially_copyable_v<T> && std::is_trivially_destructible_v<T>);
-    if (n <= array.capacity) return;
     std::size_t capacity = array.capacity < 8 ? 16 : 2 * array.capacity;
     if (capacity < n) capacity = n;
     if (capacity > static_cast<std::size_t>(-1) / sizeof(T)) fail(log, "      Error. Can't allocate (%s).\n", name);
@@ -67,6 +64,14 @@ template <class T> void reserve(std::FILE* log, const char* name, growing_array<
     array.values.reset(static_cast<T*>(grown));
     prefer_large_pages(grown, capacity * sizeof(T));
     array.capacity = capacity;
+}
+
+// Makes room for n places in all.
+//   errors  "      Error. Can't allocate (name).\n"
+template <class T> void reserve(std::FILE* log, const char* name, growing_array<T>& array, std::size_t n)
+{
+    static_assert(std::is_trivially_copyable_v<T> && std::is_trivially_destructible_v<T>);
+    if (n > array.capacity) grow_array(log, name, array, n);
 }
 
 // Appends one value.

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
 namespace tarnel
 {
@@ -144,44 +145,67 @@ static void eliminate_rows_above(std::int32_t first, std::int32_t count, const c
     }
 }
 
-// Columns of a block that are in memory together on the way back: what a near cache holds, and no fewer than are
-// eliminated together.
-constexpr std::int64_t terms_together = 32768;
+// A record of a column takes as many doubles as it has terms, and one for its two integers.
+static_assert(sizeof(column_record) == sizeof(double));
 
-static std::int64_t bytes_of_column(std::int32_t height)
+// Records of a block that are in memory together on the way back: what a near cache holds, and no fewer than are
+// eliminated together.
+constexpr std::int64_t doubles_together = 65536;
+
+static void check_again(const substitution& work, column_record column, std::int32_t j, std::int32_t running,
+                        const input_file& file, std::FILE* log)
 {
-    return std::int64_t{sizeof(column_record)} + std::int64_t{height} * std::int64_t{sizeof(double)};
+    const auto at = static_cast<std::size_t>(j);
+    check_column(log, file.name, column, j, work.setup.work_length, {work.linsky[at], work.iadlin[at], running});
 }
 
-// Reads the columns [first, end), whose records come next and whose addresses start with `running`.
-static void read_columns_again(substitution& work, std::int32_t first, std::int32_t end, std::int32_t running,
-                               input_file& file, std::FILE* log)
+// Reads the records of the columns [first, end) one by one, which says at which item a file is cut.
+static void read_columns_again(substitution& work, std::int32_t first, std::int32_t end, input_file& file,
+                               std::FILE* log)
 {
     std::size_t place = 0;
+    std::int32_t running = 0;
     for (std::int32_t j = first; j < end; ++j) {
-        const auto at = static_cast<std::size_t>(j);
-        const auto column =
-            read_column_head(log, file, j, work.setup.work_length, {work.linsky[at], work.iadlin[at], running});
-        double* terms = room_for_terms(work, file, place, column.height, log);
-        read_column_terms(log, file, terms, column.height);
-        place += static_cast<std::size_t>(column.height);
+        const auto column = read_value<column_record>(log, file, "r1");
+        check_again(work, column, j, running, file, log);
+        double* record = room_for_terms(work, file, place, column.height + 1, log);
+        read_column_terms(log, file, record + 1, column.height);
+        place += static_cast<std::size_t>(column.height) + 1;
         running += column.height;
     }
 }
 
-// Eliminates the columns [first, end), which `aaa` holds, from the last one to the first.
+// Reads the records of the columns [first, end) at once; their addresses start with `running`.
+static void read_records(substitution& work, std::int32_t first, std::int32_t end, std::int64_t offset,
+                         std::int64_t doubles, std::int32_t running, input_file& file, std::FILE* log)
+{
+    if (!seek_to(file, static_cast<std::uint64_t>(offset))) fail_in_file(log, file.name, "r1");
+    reserve(log, "aaa", work.aaa, static_cast<std::size_t>(doubles));
+    const double* record = work.aaa.values.get();
+    read_values(log, file, work.aaa.values.get(), static_cast<std::size_t>(doubles), "r6");
+    for (std::int32_t j = first; j < end; ++j) {
+        column_record column;
+        std::memcpy(&column, record, sizeof column);
+        check_again(work, column, j, running, file, log);
+        record += column.height + 1;
+        running += column.height;
+    }
+}
+
+// Eliminates the columns [first, end), whose records `aaa` holds, from the last one to the first.
 static void eliminate_backward(const substitution& work, std::int32_t first, std::int32_t end, double x[])
 {
     const std::int32_t* height = work.linsky.get();
-    std::size_t place = 0; // behind the terms of the columns left
-    for (std::int32_t j = first; j < end; ++j) place += static_cast<std::size_t>(height[j]);
+    const double* behind = work.aaa.values.get(); // the records of the columns left
+    for (std::int32_t j = first; j < end; ++j) behind += height[j] + 1;
     while (end > first) {
         const std::int32_t count = std::min(columns_together, end - first);
         column_terms columns[columns_together];
         for (std::int32_t c = count - 1; c >= 0; --c) {
             const std::int32_t j = end - count + c;
-            place -= static_cast<std::size_t>(height[j]);
-            columns[c] = {j - height[j] + 1, work.aaa.values.get() + place};
+            behind -= height[j];
+            columns[c] = {j - height[j] + 1, behind};
+            --behind;
         }
         end -= count;
         eliminate_rows_above(end, count, columns, x);
@@ -196,25 +220,23 @@ static void eliminate_block(substitution& work, const block_header& header, doub
     std::int64_t offset = sizeof header; // of the columns left, their end in the file
     std::int32_t running = 0;            // and in the block's array
     for (std::int32_t j = header.first; j < header.end; ++j) {
-        offset += bytes_of_column(height[j]);
+        offset += (std::int64_t{height[j]} + 1) * std::int64_t{sizeof(double)};
         running += height[j];
     }
     const std::uint64_t left = bytes_left(file);
     if (left == unknown_size || left < static_cast<std::uint64_t>(offset) - sizeof header) {
-        // A pipe comes in its order, and so does the item at which a file is cut.
-        read_columns_again(work, header.first, header.end, 0, file, log);
+        read_columns_again(work, header.first, header.end, file, log); // a pipe comes in its order
         return eliminate_backward(work, header.first, header.end, x);
     }
     for (std::int32_t end = header.end, first = end; end > header.first; end = first) {
-        std::int64_t terms = 0;
+        std::int64_t doubles = 0;
         do {
             --first;
-            terms += height[first];
-            offset -= bytes_of_column(height[first]);
+            doubles += height[first] + 1;
             running -= height[first];
-        } while (first > header.first && (end - first < columns_together || terms < terms_together));
-        if (!seek_to(file, static_cast<std::uint64_t>(offset))) fail_in_file(log, file.name, "r1");
-        read_columns_again(work, first, end, running, file, log);
+        } while (first > header.first && (end - first < columns_together || doubles < doubles_together));
+        offset -= doubles * std::int64_t{sizeof(double)};
+        read_records(work, first, end, offset, doubles, running, file, log);
         eliminate_backward(work, first, end, x);
     }
 }

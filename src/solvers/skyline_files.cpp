@@ -118,16 +118,22 @@ void write_header(std::FILE* log, output_file& file, const block_header& header)
     std::snprintf(file.name, sizeof file.name, "%s", columns_name); // from here on a failure concerns the columns
 }
 
+void check_column(std::FILE* log, const char* name, column_record column, std::int32_t j, std::int32_t work_length,
+                  const column_expectation& expected)
+{
+    if (column.height < 1 || column.height > j + 1 || (expected.height > 0 && column.height != expected.height))
+        fail_in_file(log, name, "r2");
+    if (column.address < 0 || (expected.address >= 0 && column.address != expected.address))
+        fail_in_file(log, name, "r3");
+    if (expected.running >= 0 && column.address != expected.running) fail_in_file(log, name, "r4");
+    if (std::int64_t{column.address} + column.height > work_length) fail_in_file(log, name, "r5");
+}
+
 column_record read_column_head(std::FILE* log, input_file& file, std::int32_t j, std::int32_t work_length,
                                const column_expectation& expected)
 {
     const auto column = read_value<column_record>(log, file, "r1");
-    if (column.height < 1 || column.height > j + 1 || (expected.height > 0 && column.height != expected.height))
-        fail_in_file(log, file.name, "r2");
-    if (column.address < 0 || (expected.address >= 0 && column.address != expected.address))
-        fail_in_file(log, file.name, "r3");
-    if (expected.running >= 0 && column.address != expected.running) fail_in_file(log, file.name, "r4");
-    if (std::int64_t{column.address} + column.height > work_length) fail_in_file(log, file.name, "r5");
+    check_column(log, file.name, column, j, work_length, expected);
     return column;
 }
 

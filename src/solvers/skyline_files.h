@@ -54,9 +54,15 @@ struct column_record {
     std::int32_t height, address;
 };
 
-// Reads the two integers of the record of column j and checks them.
-//   errors  "(r1)" short; "(r2)" height outside 1 .. j + 1 or not the expected one; "(r3)" address negative or not the
+// Checks the two integers of the record of column j.
+//   name    of the file, as messages call it
+//   errors  "(r2)" height outside 1 .. j + 1 or not the expected one; "(r3)" address negative or not the
 //           expected one; "(r4)" not the running address; "(r5)" beyond the work array
+void check_column(std::FILE* log, const char* name, column_record column, std::int32_t j, std::int32_t work_length,
+                  const column_expectation& expected);
+
+// Reads the two integers of the record of column j and checks them.
+//   errors  "(r1)" short; those of check_column
 column_record read_column_head(std::FILE* log, input_file& file, std::int32_t j, std::int32_t work_length,
                                const column_expectation& expected);
 
