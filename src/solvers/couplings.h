@@ -13,12 +13,14 @@ namespace tarnel
 {
 
 inline constexpr std::size_t rows_of_a_block = 512;
+inline constexpr std::ptrdiff_t threes_ahead = 32; // asked of memory before they are visited
 
 struct coupling_pattern {
     std::size_t n = 0;                 // unknowns
     std::int64_t count = 0;            // threes
     owned_array<std::uint8_t> opens;   // 1 where a three is the first of its row, and behind the last three
-    owned_array<std::int32_t> unknown; // three a three, in the order of the matrix; n: nothing
+    owned_array<std::int32_t> unknown; // three a three, in the order of the matrix; n: nothing. Before the first and
+                                       // behind the last there is room to ask memory ahead, here and for the values
     owned_array<std::int32_t> reach;   // 1 + the last unknown that the rows up to each block's end couple, 0 for none
 };
 
@@ -40,12 +42,13 @@ struct three_at {
 
 inline three_at first_three(const coupling_pattern& pattern, const double values[])
 {
-    return {pattern.opens.get(), pattern.unknown.get(), values};
+    return {pattern.opens.get(), pattern.unknown.get() + 3 * threes_ahead, values + 3 * threes_ahead};
 }
 
 inline three_at end_of_threes(const coupling_pattern& pattern, const double values[])
 {
-    return {pattern.opens.get() + pattern.count, pattern.unknown.get() + 3 * pattern.count, values + 3 * pattern.count};
+    const std::int64_t end = 3 * (threes_ahead + pattern.count);
+    return {pattern.opens.get() + pattern.count, pattern.unknown.get() + end, values + end};
 }
 
 inline void step_on(three_at& t)
@@ -60,6 +63,19 @@ inline void step_back(three_at& t)
     --t.opens;
     t.unknown -= 3;
     t.value -= 3;
+}
+
+// The processor finds the next threes by itself where they ascend and not where they descend, nor in the next page.
+inline void ask_ahead(const three_at& t)
+{
+    __builtin_prefetch(t.unknown + 3 * threes_ahead);
+    __builtin_prefetch(t.value + 3 * threes_ahead);
+}
+
+inline void ask_back(const three_at& t)
+{
+    __builtin_prefetch(t.unknown - 3 * threes_ahead);
+    __builtin_prefetch(t.value - 3 * threes_ahead);
 }
 
 // What a block of rows needs ready before it is visited: its own unknowns and those that it couples, in whole `pieces`.

@@ -21,6 +21,7 @@ static void substitute_forward(three_at& at, const std::uint8_t* opens_end, doub
     for (; t.opens != opens_end; step_on(t)) {
         if (i + *t.opens == end) break;
         i += *t.opens;
+        ask_ahead(t);
         const double qi = q[i], u0 = t.value[0], u1 = t.value[1], u2 = t.value[2];
         double *q0 = q + t.unknown[0], *q1 = q + t.unknown[1], *q2 = q + t.unknown[2];
         *q0 -= qi * u0;
@@ -36,8 +37,8 @@ static double forward_blocks(gradient_vectors& v, const coupling_pattern& patter
     double* r = v.r.get();
     double* q = v.q.get();
     part_sums sums;
-    three_at at = first_three(pattern, factor);
-    const std::uint8_t* opens_end = at.opens + pattern.count;
+    three_at at = factor != nullptr ? first_three(pattern, factor) : three_at{};
+    const std::uint8_t* opens_end = pattern.opens.get() + pattern.count;
     q[pattern.n] = 1.0;
     std::size_t ready = 0; // unknowns whose r is new
     for (std::size_t first = 0; first < pattern.n; first += rows_of_a_block) {
@@ -67,6 +68,7 @@ double forward_pass(gradient_vectors& v, const coupling_pattern& pattern, const 
 static double sum_of_row(three_at& at, const double q[])
 {
     step_back(at);
+    ask_back(at);
     if (*at.opens == 1) [[likely]] {
         // (0 + a) + b = a + (b + 0), signed zeros included; the term that is there last comes in as late as it can.
         const double sum = q[at.unknown[0]] * at.value[0] + (q[at.unknown[1]] * at.value[1] + 0.0);
@@ -114,6 +116,7 @@ static void multiply_rows(three_at& at, const std::uint8_t* opens_end, const dou
     for (; t.opens != opens_end; step_on(t)) {
         if (i + *t.opens == end) break;
         i += *t.opens;
+        ask_ahead(t);
         const double pi = p[i], a0 = t.value[0], a1 = t.value[1], a2 = t.value[2];
         double *q0 = q + t.unknown[0], *q1 = q + t.unknown[1], *q2 = q + t.unknown[2];
         double qi = q[i];
