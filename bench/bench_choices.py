@@ -59,7 +59,7 @@ def run(host, model, solver, limit=1000000, tolerance=1e-10, factor=0.95):
         with open(path, "w") as file:
             file.write("\n".join(lines))
         with open(os.path.join(folder, "t-skylin.txt"), "w") as file:
-            file.write("999999999 4 20\n" + "".join(f"skyline-{k}.tmp\n" for k in range(1, 5)))
+            file.write("4000000 100 20\n" + "".join(f"skyline-{k}.tmp\n" for k in range(1, 101)))
         if solver.startswith("0"):
             del lines[4]
             with open(path, "w") as file:
