@@ -130,19 +130,19 @@ static void eliminate_rows_above(std::int32_t first, std::int32_t count, const c
         for (std::int32_t i = std::max(first, columns[c].top); i < j; ++i) x[i] -= columns[c].terms[j - i] * xj[c];
         for (std::int32_t i = columns[c].top; i < common; ++i) x[i] -= columns[c].terms[j - i] * xj[c];
     }
-    if (count == columns_together) {
+    if (count == columns_together && common < first) {
         const double* above[columns_together]; // the terms of row first - 1, those of the rows above it behind them
         for (std::int32_t c = 0; c < columns_together; ++c) above[c] = columns[c].terms + c + 1;
-        double* row = x + first - 1;
+        double* row = x + (first - 1);
         for (std::ptrdiff_t k = 0; k < first - common; ++k) {
             double xi = row[-k];
             for (std::int32_t c = columns_together - 1; c >= 0; --c) xi -= above[c][k] * xj[c];
             row[-k] = xi;
         }
-    } else {
-        for (std::int32_t c = count - 1; c >= 0; --c)
-            for (std::int32_t i = common; i < first; ++i) x[i] -= columns[c].terms[first + c - i] * xj[c];
+        return;
     }
+    for (std::int32_t c = count - 1; c >= 0; --c)
+        for (std::int32_t i = common; i < first; ++i) x[i] -= columns[c].terms[first + c - i] * xj[c];
 }
 
 // A record of a column takes as many doubles as it has terms, and one for its two integers.
@@ -168,8 +168,8 @@ static void read_columns_again(substitution& work, std::int32_t first, std::int3
     for (std::int32_t j = first; j < end; ++j) {
         const auto column = read_value<column_record>(log, file, "r1");
         check_again(work, column, j, running, file, log);
-        double* record = room_for_terms(work, file, place, column.height + 1, log);
-        read_column_terms(log, file, record + 1, column.height);
+        double* terms = room_for_terms(work, file, place + 1, column.height, log);
+        read_column_terms(log, file, terms, column.height);
         place += static_cast<std::size_t>(column.height) + 1;
         running += column.height;
     }
