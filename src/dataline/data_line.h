@@ -17,7 +17,7 @@ inline constexpr int integer_characters = 9; // of a field
 inline constexpr double any_size = 1e300;    // bound of a double without limits of its own
 
 struct data_line {
-    char text[line_characters + 3];   // in whole words; blanks beyond the newline; not a terminated string
+    char text[line_characters + 11];  // a word may begin anywhere; blanks beyond the newline; not a terminated string
     std::int32_t is[most_fields + 1]; // first character of each field
     std::int32_t ie[most_fields + 1]; // one past its last; an eleventh field starts before the limit is seen
     std::int32_t naprm;               // fields found
