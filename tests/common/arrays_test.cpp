@@ -26,6 +26,21 @@ static std::size_t opaque(std::size_t n)
     return hidden;
 }
 
+TEST_F(arrays, arrays_of_large_pages_hold_what_small_ones_do)
+{
+    const stage_outcome outcome = run_stage([](std::FILE* log) {
+        constexpr std::size_t most = std::size_t{1} << 20U; // 8 MiB
+        const owned_array<double> values = zero_array<double>(log, "values", most);
+        for (std::size_t k = 0; k < most; k += 509) EXPECT_EQ(values[k], 0.0);
+        EXPECT_EQ(values[most - 1], 0.0);
+        growing_array<double> grown;
+        for (std::size_t k = 0; k < most; ++k) append(log, "grown", grown, static_cast<double>(k));
+        for (std::size_t k = 0; k < most; k += 509) EXPECT_EQ(grown.values[k], static_cast<double>(k));
+        EXPECT_EQ(grown.values[most - 1], static_cast<double>(most - 1));
+    });
+    EXPECT_FALSE(outcome.failed);
+}
+
 TEST_F(arrays, new_array_holds_zeros)
 {
     const stage_outcome outcome = run_stage([](std::FILE* log) {

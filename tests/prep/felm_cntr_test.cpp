@@ -221,6 +221,14 @@ TEST_F(felm_cntr, node_without_a_record_counts_as_the_origin)
     }
 }
 
+TEST_F(felm_cntr, without_any_node_every_centre_is_the_origin)
+{
+    const file_outcome outcome =
+        centres_of(node_end, felm_record(1, 203, {1, 2, 3}) + felm_record(2, 203, {3, 2, 1}) + felm_end);
+    EXPECT_FALSE(outcome.failed);
+    for (const std::size_t at : {4U, 12U, 20U, 32U, 40U, 48U}) EXPECT_EQ(double_at(outcome.file, at), 0.0) << at;
+}
+
 TEST_F(felm_cntr, numbers_and_types_are_checked)
 {
     tarnel::control cntl = small_control();

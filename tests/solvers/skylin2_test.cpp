@@ -445,6 +445,29 @@ TEST_F(skylin2, factor_that_changes_between_the_passes_is_refused)
     EXPECT_EQ(log_with(whole.substr(0, whole.size() - 1)), column_error + "r6).\n");
 }
 
+TEST_F(skylin2, file_that_has_shrunk_between_the_passes_is_a_short_read_of_the_item_it_is_cut_at)
+{
+    write_vector(worked_b);
+    write_names(6, 1);
+    const std::string whole = file_of(whole_factor());
+    const auto log_with = [&](const std::string& left) {
+        std::filesystem::remove("sky-1.tmp");
+        scripted_file pipe("sky-1.tmp", scripted_file::first_opening::reads, {whole, whole}, left);
+        const std::string log = substitute().log,
+                          before = log_before(1) + reading_log(1) + reading_log(1) + reading_log(1);
+        EXPECT_EQ(pipe.met(), 2);
+        return log.starts_with(before) ? log.substr(before.size()) : log;
+    };
+    EXPECT_EQ(log_with(whole), "");
+    EXPECT_EQ(read_file("t-femr-solution.tmp"), solution_bytes(worked_x));
+    EXPECT_EQ(log_with(whole + "more"), "");
+    EXPECT_EQ(log_with(whole.substr(0, 15)), header_error + "r1).\n");
+    EXPECT_EQ(log_with(whole.substr(0, 16)), column_error + "r1).\n");
+    EXPECT_EQ(log_with(whole.substr(0, 24)), column_error + "r6).\n"); // the terms of column 0
+    EXPECT_EQ(log_with(whole.substr(0, 32)), column_error + "r1).\n"); // the integers of column 1
+    EXPECT_EQ(log_with(whole.substr(0, whole.size() - 1)), column_error + "r6).\n");
+}
+
 TEST_F(skylin2, end_of_an_inner_block_that_changes_between_the_passes_is_refused)
 {
     write_vector(worked_b);

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <fstream>
 #include <functional>
+#include <optional>
 #include <random>
 #include <stdexcept>
 #include <string>
@@ -242,8 +243,10 @@ class scripted_file
 public:
     enum class first_opening { writes, reads };
 
-    scripted_file(std::string name, first_opening first, std::vector<std::string> fed)
-        : name_(std::move(name)), fed_(std::move(fed))
+    // `plain_after`: a plain file that stands there when all have been fed
+    scripted_file(std::string name, first_opening first, std::vector<std::string> fed,
+                  std::optional<std::string> plain_after = {})
+        : name_(std::move(name)), fed_(std::move(fed)), plain_after_(std::move(plain_after))
     {
         if (mkfifo(name_.c_str(), 0600) != 0) throw std::runtime_error("no pipe " + name_);
         if (first == first_opening::writes) {
@@ -275,10 +278,11 @@ private:
     {
         if (full_ >= 0) take_away();
         for (const std::string& now : fed_) {
+            const bool last = &now == &fed_.back();
             const int end = open(name_.c_str(), O_WRONLY);
             if (stop_ || end < 0) break;
             ++met_;
-            replace(); // before the stage sees the end of this one
+            replace(last); // before the stage sees the end of this one
             if (write(end, now.data(), now.size()) < 0) break;
             close(end);
         }
@@ -290,7 +294,7 @@ private:
         while (!stop_ && !opened_elsewhere()) std::this_thread::yield();
         const int end = open(("/proc/self/fd/" + std::to_string(full_)).c_str(), O_RDONLY);
         close(full_);
-        replace();
+        replace(false);
         char taken[4096];
         while (!stop_ && read(end, taken, sizeof taken) > 0) {
         }
@@ -307,15 +311,21 @@ private:
         return false;
     }
 
-    void replace() const // the next opening finds a pipe of its own
+    void replace(bool last) const // the next opening finds a pipe of its own
     {
         const std::string next = name_ + ".next";
+        if (last && plain_after_) {
+            std::ofstream(next, std::ios::binary) << *plain_after_;
+            if (rename(next.c_str(), name_.c_str()) != 0) ADD_FAILURE() << "no file " << name_;
+            return;
+        }
         if (mkfifo(next.c_str(), 0600) != 0 || rename(next.c_str(), name_.c_str()) != 0)
             ADD_FAILURE() << "no pipe " << next;
     }
 
     std::string name_;
     std::vector<std::string> fed_;
+    std::optional<std::string> plain_after_;
     int full_ = -1;
     std::atomic<bool> stop_ = false, done_ = false;
     std::atomic<int> met_ = 0;
