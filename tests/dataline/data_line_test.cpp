@@ -343,8 +343,8 @@ TEST_F(data_lines, field_that_is_no_double_is_illegal)
 
 TEST_F(data_lines, field_that_is_no_integer_is_illegal)
 {
-    for (const char* field : {"x", "3.7", "1e5", "0x1F", "3.", ".", "+", "-", "1,5", "--5", "+-5", "5-", "5+", "\t",
-                              "5\x80", "\xff", "nan", "inf"}) {
+    for (const char* field : {"x",  "3.7", "1e5", "0x1F", "3.", ".",        "+", "-",     "1,5",  "--5", "+-5",
+                              "5-", "5+",  "\t",  "12:4", "?",  "1234567<", "/", "5\x80", "\xff", "nan", "inf"}) {
         expect_no_integer(field, 1, "illegal integer parameter. ip = 1 ");
         expect_no_integer(std::string("1 2 ") + field + " 4", 3, "illegal integer parameter. ip = 3 ");
     }
@@ -438,6 +438,8 @@ TEST_F(data_lines, field_that_ends_before_it_starts_is_refused)
     line.ie[1] = 3; // an empty field: the scan finds the sentinel alone
     const stage_outcome empty = run_stage([&](std::FILE* log) { t_get_dprm(line, 2, 0, 9, log); });
     EXPECT_EQ(empty.log, "      Error. illegal double parameter. ip = 2 \n" + at_line("1 2\n"));
+    const stage_outcome empty_integer = run_stage([&](std::FILE* log) { t_get_iprm(line, 2, 0, 9, log); });
+    EXPECT_EQ(empty_integer.log, "      Error. illegal integer parameter. ip = 2 \n" + at_line("1 2\n"));
 }
 
 TEST_F(data_lines, echo_of_a_bad_field_holds_the_bytes_as_they_are)
