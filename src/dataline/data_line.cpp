@@ -152,7 +152,8 @@ double t_get_dprm(const data_line& line, std::int32_t ip, double dmin, double dm
 }
 
 // The number that up to eight digits stand for, -1 where other characters are among them. Two, four and then eight
-// digits are joined by a multiplication each: 10 a + b for all pairs at once.
+// digits are joined by a multiplication each: 10 a + b for all pairs at once. Takes a whole word, as a line has
+// anywhere.
 static std::int32_t join_digits(const char* first, std::ptrdiff_t count)
 {
     constexpr std::uint64_t zeros = 0x3030303030303030, high = 0xf0f0f0f0f0f0f0f0, six = 0x0606060606060606;

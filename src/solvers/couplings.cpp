@@ -5,18 +5,14 @@
 namespace tarnel
 {
 
-static std::int64_t threes_for(std::int64_t terms)
-{
-    return std::max<std::int64_t>(1, (terms + 2) / 3);
-}
+constexpr std::size_t room = 3 * static_cast<std::size_t>(threes_ahead); // places before the first and behind the last
 
 coupling_pattern make_coupling_pattern(std::FILE* log, const char* name, const matrix_rows& rows)
 {
     coupling_pattern pattern;
     pattern.n = static_cast<std::size_t>(rows.ndim);
     for (std::int32_t i = 0; i < rows.ndim; ++i) pattern.count += threes_for(terms_of(rows, i) - 1);
-    const std::size_t room = 3 * static_cast<std::size_t>(threes_ahead),
-                      places = static_cast<std::size_t>(pattern.count) * 3;
+    const std::size_t places = static_cast<std::size_t>(pattern.count) * 3;
     pattern.opens = zero_array<std::uint8_t>(log, name, static_cast<std::size_t>(pattern.count) + 1);
     pattern.opens[static_cast<std::size_t>(pattern.count)] = 1;
     pattern.unknown = empty_array<std::int32_t>(log, name, places + 2 * room);
@@ -47,8 +43,7 @@ std::size_t reach_of(const coupling_pattern& pattern, std::size_t first, std::si
 owned_array<double> make_coupling_values(std::FILE* log, const char* name, const coupling_pattern& pattern,
                                          const matrix_rows& rows, const double values[])
 {
-    const std::size_t room = 3 * static_cast<std::size_t>(threes_ahead),
-                      places = static_cast<std::size_t>(pattern.count) * 3;
+    const std::size_t places = static_cast<std::size_t>(pattern.count) * 3;
     owned_array<double> threes = empty_array<double>(log, name, places + 2 * room);
     std::size_t place = room;
     for (std::size_t i = 0; i < pattern.n; ++i) {

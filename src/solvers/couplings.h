@@ -6,6 +6,7 @@
 #include "common/arrays.h"
 #include "common/matrix_rows.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 
@@ -23,6 +24,12 @@ struct coupling_pattern {
                                        // behind the last there is room to ask memory ahead, here and for the values
     owned_array<std::int32_t> reach;   // 1 + the last unknown that the rows up to each block's end couple, 0 for none
 };
+
+// The threes that so many couplings of a row take: one at least.
+inline std::int64_t threes_for(std::int64_t couplings)
+{
+    return std::max<std::int64_t>(1, (couplings + 2) / 3);
+}
 
 // errors  "Can't allocate (name)"
 coupling_pattern make_coupling_pattern(std::FILE* log, const char* name, const matrix_rows& rows);

@@ -1,6 +1,7 @@
 #include "solvers/seidel.h"
 
 #include "common/number_text.h"
+#include "solvers/couplings.h"
 #include "solvers/vector_kernel.h"
 
 #include <algorithm>
@@ -13,7 +14,8 @@ constexpr std::size_t rows_of_a_step = 512;
 constexpr std::size_t pieces_ahead = 32; // asked of memory while a row is visited
 
 // Three of a row's couplings; most rows of a mesh of triangles have no more. A piece that is not full is filled with
-// couplings of -0 to the place behind the last unknown, which holds a one: they leave every sum as it is.
+// couplings of -0 to the place behind the last unknown, which holds a one: they leave every sum as it is. All that a
+// row needs stands together, so that a sweep reads one stream.
 struct row_piece {
     double value[3];
     std::int32_t unknown[3];
@@ -32,13 +34,13 @@ static matrix_pieces cut_into_pieces(const matrix_rows& rows, std::FILE* log)
     const auto n = static_cast<std::size_t>(rows.ndim);
     std::size_t count = 0;
     for (std::size_t i = 0; i < n; ++i)
-        count += std::max<std::size_t>(1, static_cast<std::size_t>(rows.start[i + 1] - rows.start[i] + 1) / 3);
+        count += static_cast<std::size_t>(threes_for(rows.start[i + 1] - rows.start[i] - 1));
     matrix_pieces matrix{.piece = empty_array<row_piece>(log, "amatr", count + pieces_ahead)};
     row_piece* piece = matrix.piece.get();
     for (std::size_t i = 0; i < n; ++i) {
         auto at = static_cast<std::size_t>(rows.start[i]) + 1; // behind the diagonal
         const auto end = static_cast<std::size_t>(rows.start[i + 1]);
-        std::int32_t more = std::max(1, (static_cast<std::int32_t>(end - at) + 2) / 3);
+        auto more = static_cast<std::int32_t>(threes_for(static_cast<std::int64_t>(end - at)));
         while (more-- > 0) {
             piece->more = more;
             for (int k = 0; k < 3; ++k, ++at) {

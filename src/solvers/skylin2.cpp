@@ -152,11 +152,11 @@ static_assert(sizeof(column_record) == sizeof(double));
 // eliminated together.
 constexpr std::int64_t doubles_together = 65536;
 
-static void check_again(const substitution& work, column_record column, std::int32_t j, std::int32_t running,
-                        const input_file& file, std::FILE* log)
+// What the record of a column must agree with on the way back.
+static column_expectation as_before(const substitution& work, std::int32_t j, std::int32_t running)
 {
     const auto at = static_cast<std::size_t>(j);
-    check_column(log, file.name, column, j, work.setup.work_length, {work.linsky[at], work.iadlin[at], running});
+    return {work.linsky[at], work.iadlin[at], running};
 }
 
 // Reads the records of the columns [first, end) one by one, which says at which item a file is cut.
@@ -166,8 +166,7 @@ static void read_columns_again(substitution& work, std::int32_t first, std::int3
     std::size_t place = 0;
     std::int32_t running = 0;
     for (std::int32_t j = first; j < end; ++j) {
-        const auto column = read_value<column_record>(log, file, "r1");
-        check_again(work, column, j, running, file, log);
+        const auto column = read_column_head(log, file, j, work.setup.work_length, as_before(work, j, running));
         double* terms = room_for_terms(work, file, place + 1, column.height, log);
         read_column_terms(log, file, terms, column.height);
         place += static_cast<std::size_t>(column.height) + 1;
@@ -186,7 +185,7 @@ static void read_records(substitution& work, std::int32_t first, std::int32_t en
     for (std::int32_t j = first; j < end; ++j) {
         column_record column;
         std::memcpy(&column, record, sizeof column);
-        check_again(work, column, j, running, file, log);
+        check_column(log, file.name, column, j, work.setup.work_length, as_before(work, j, running));
         record += column.height + 1;
         running += column.height;
     }

@@ -414,58 +414,53 @@ TEST_F(skylin2, work_file_cut_anywhere_is_refused)
     }
 }
 
+// The log of a substitution whose block file holds `backward` on the way back, from a pipe or as a plain file.
+enum class comes_as { pipe, plain_file };
+static std::string log_of_way_back(const std::string& whole, const std::string& backward, comes_as kind)
+{
+    std::filesystem::remove("sky-1.tmp");
+    const bool plain = kind == comes_as::plain_file;
+    std::vector<std::string> fed = {whole, whole};
+    std::optional<std::string> left;
+    if (plain)
+        left = backward;
+    else
+        fed.push_back(backward);
+    scripted_file pipe("sky-1.tmp", scripted_file::first_opening::reads, fed, left);
+    const std::string log = substitute().log, before = log_before(1) + reading_log(1) + reading_log(1) + reading_log(1);
+    EXPECT_EQ(pipe.met(), plain ? 2 : 3);
+    return log.starts_with(before) ? log.substr(before.size()) : log;
+}
+
 TEST_F(skylin2, factor_that_changes_between_the_passes_is_refused)
 {
     write_vector(worked_b);
     write_names(6, 1);
     const std::string whole = file_of(whole_factor());
-    const auto log_with = [&](const std::string& backward) {
-        std::filesystem::remove("sky-1.tmp");
-        scripted_file pipe("sky-1.tmp", scripted_file::first_opening::reads, {whole, whole, backward});
-        const std::string log = substitute().log,
-                          before = log_before(1) + reading_log(1) + reading_log(1) + reading_log(1);
-        EXPECT_EQ(pipe.met(), 3);
-        return log.starts_with(before) ? log.substr(before.size()) : log;
-    };
     const auto changed = [&](std::size_t offset, int value) {
         std::string text = whole;
         return text.replace(offset, 4, bytes().add_i(value).text());
     };
-    EXPECT_EQ(log_with(whole), "");
-    EXPECT_EQ(read_file("t-femr-solution.tmp"), solution_bytes(worked_x));
-    EXPECT_EQ(log_with(changed(0, 2)), header_error + "r2).\n");
-    EXPECT_EQ(log_with(changed(4, 1)), header_error + "r3).\n");
-    EXPECT_EQ(log_with(changed(8, 1)), header_error + "r4).\n");
-    EXPECT_EQ(log_with(changed(12, 2)), header_error + "r5).\n");
-    EXPECT_EQ(log_with(changed(32, 1)), column_error + "r2).\n"); // height of column 1
-    EXPECT_EQ(log_with(changed(36, 2)), column_error + "r3).\n"); // its address
-    EXPECT_EQ(log_with(changed(60, 0)), column_error + "r3).\n"); // address of column 2
-    EXPECT_EQ(log_with(whole.substr(0, 12)), header_error + "r1).\n");
-    EXPECT_EQ(log_with(whole.substr(0, 20)), column_error + "r1).\n");
-    EXPECT_EQ(log_with(whole.substr(0, whole.size() - 1)), column_error + "r6).\n");
-}
-
-TEST_F(skylin2, file_that_has_shrunk_between_the_passes_is_a_short_read_of_the_item_it_is_cut_at)
-{
-    write_vector(worked_b);
-    write_names(6, 1);
-    const std::string whole = file_of(whole_factor());
-    const auto log_with = [&](const std::string& left) {
-        std::filesystem::remove("sky-1.tmp");
-        scripted_file pipe("sky-1.tmp", scripted_file::first_opening::reads, {whole, whole}, left);
-        const std::string log = substitute().log,
-                          before = log_before(1) + reading_log(1) + reading_log(1) + reading_log(1);
-        EXPECT_EQ(pipe.met(), 2);
-        return log.starts_with(before) ? log.substr(before.size()) : log;
-    };
-    EXPECT_EQ(log_with(whole), "");
-    EXPECT_EQ(read_file("t-femr-solution.tmp"), solution_bytes(worked_x));
-    EXPECT_EQ(log_with(whole + "more"), "");
-    EXPECT_EQ(log_with(whole.substr(0, 15)), header_error + "r1).\n");
-    EXPECT_EQ(log_with(whole.substr(0, 16)), column_error + "r1).\n");
-    EXPECT_EQ(log_with(whole.substr(0, 24)), column_error + "r6).\n"); // the terms of column 0
-    EXPECT_EQ(log_with(whole.substr(0, 32)), column_error + "r1).\n"); // the integers of column 1
-    EXPECT_EQ(log_with(whole.substr(0, whole.size() - 1)), column_error + "r6).\n");
+    for (const comes_as kind : {comes_as::pipe, comes_as::plain_file}) {
+        const auto log_with = [&](const std::string& backward) { return log_of_way_back(whole, backward, kind); };
+        EXPECT_EQ(log_with(whole), "");
+        EXPECT_EQ(read_file("t-femr-solution.tmp"), solution_bytes(worked_x));
+        EXPECT_EQ(log_with(whole + "more"), "");
+        EXPECT_EQ(log_with(changed(0, 2)), header_error + "r2).\n");
+        EXPECT_EQ(log_with(changed(4, 1)), header_error + "r3).\n");
+        EXPECT_EQ(log_with(changed(8, 1)), header_error + "r4).\n");
+        EXPECT_EQ(log_with(changed(12, 2)), header_error + "r5).\n");
+        EXPECT_EQ(log_with(changed(32, 1)), column_error + "r2).\n"); // height of column 1
+        EXPECT_EQ(log_with(changed(36, 2)), column_error + "r3).\n"); // its address
+        EXPECT_EQ(log_with(changed(60, 0)), column_error + "r3).\n"); // address of column 2
+        EXPECT_EQ(log_with(whole.substr(0, 12)), header_error + "r1).\n");
+        EXPECT_EQ(log_with(whole.substr(0, 15)), header_error + "r1).\n");
+        EXPECT_EQ(log_with(whole.substr(0, 16)), column_error + "r1).\n");
+        EXPECT_EQ(log_with(whole.substr(0, 20)), column_error + "r1).\n");
+        EXPECT_EQ(log_with(whole.substr(0, 24)), column_error + "r6).\n"); // the terms of column 0
+        EXPECT_EQ(log_with(whole.substr(0, 32)), column_error + "r1).\n"); // the integers of column 1
+        EXPECT_EQ(log_with(whole.substr(0, whole.size() - 1)), column_error + "r6).\n");
+    }
 }
 
 TEST_F(skylin2, end_of_an_inner_block_that_changes_between_the_passes_is_refused)
