@@ -5,55 +5,98 @@
 namespace tarnel
 {
 
-constexpr std::size_t room = 3 * static_cast<std::size_t>(threes_ahead); // places before the first and behind the last
+// Places of terms before the first and behind the last.
+static std::size_t room_of(const coupling_pattern& pattern)
+{
+    return 3 * static_cast<std::size_t>(threes_ahead) * pattern.lanes;
+}
 
-coupling_pattern make_coupling_pattern(std::FILE* log, const char* name, const matrix_rows& rows)
+static std::int64_t couplings_of(const matrix_rows& rows, const row_order& order, std::size_t place)
+{
+    const std::int32_t i = order.row[place];
+    return i < rows.ndim ? terms_of(rows, i) - 1 : 0;
+}
+
+// Visits the places of the terms as they stand: with the term's index in the rows, or -1 for a filler.
+template <class visit>
+static void for_each_place(const coupling_pattern& pattern, const matrix_rows& rows, const row_order& order, visit each)
+{
+    const std::size_t lanes = pattern.lanes;
+    std::size_t at = room_of(pattern);
+    for (std::size_t group = 0; group < pattern.places / lanes; ++group) {
+        std::int64_t first[most_lanes], count[most_lanes];
+        for (std::size_t lane = 0; lane < lanes; ++lane) {
+            const auto i = static_cast<std::size_t>(order.row[group * lanes + lane]);
+            count[lane] = couplings_of(rows, order, group * lanes + lane);
+            first[lane] = count[lane] > 0 ? rows.start[i] + 1 : 0;
+        }
+        for (std::int64_t k = 0; k < 3 * static_cast<std::int64_t>(pattern.threes[group]); ++k)
+            for (std::size_t lane = 0; lane < lanes; ++lane) each(at++, group, k < count[lane] ? first[lane] + k : -1);
+    }
+}
+
+coupling_pattern make_coupling_pattern(std::FILE* log, const char* name, const matrix_rows& rows,
+                                       const row_order& order)
 {
     coupling_pattern pattern;
-    pattern.n = static_cast<std::size_t>(rows.ndim);
-    for (std::int32_t i = 0; i < rows.ndim; ++i) pattern.count += threes_for(terms_of(rows, i) - 1);
-    const std::size_t places = static_cast<std::size_t>(pattern.count) * 3;
-    pattern.opens = zero_array<std::uint8_t>(log, name, static_cast<std::size_t>(pattern.count) + 1);
-    pattern.opens[static_cast<std::size_t>(pattern.count)] = 1;
-    pattern.unknown = empty_array<std::int32_t>(log, name, places + 2 * room);
-    pattern.reach = zero_array<std::int32_t>(log, name, pattern.n / rows_of_a_block + 1);
-    std::int32_t reach = 0;
-    std::size_t place = room;
-    for (std::size_t i = 0; i < pattern.n; ++i) {
-        pattern.opens[place / 3 - static_cast<std::size_t>(threes_ahead)] = 1;
-        const std::int32_t* columns = rows.mindex.get() + rows.start[i] + 1;
-        const std::int64_t terms = rows.start[i + 1] - rows.start[i] - 1;
-        const std::size_t end = place + static_cast<std::size_t>(threes_for(terms)) * 3;
-        std::int32_t* fillers = std::copy_n(columns, terms, pattern.unknown.get() + place);
-        std::fill(fillers, pattern.unknown.get() + end, rows.ndim);
-        place = end;
-        for (std::int64_t k = 0; k < terms; ++k) reach = std::max(reach, columns[k] + 1);
-        pattern.reach[i / rows_of_a_block] = reach;
+    pattern.lanes = order.lanes;
+    pattern.places = order.places;
+    const std::int32_t* place = order.place.get();
+    const std::int32_t* columns = rows.mindex.get();
+    const std::size_t groups = order.places / order.lanes;
+    pattern.threes = empty_array<std::int32_t>(log, name, groups);
+    for (std::size_t group = 0; group < groups; ++group) {
+        std::int64_t threes = 1;
+        for (std::size_t lane = 0; lane < order.lanes; ++lane)
+            threes = std::max(threes, threes_for(couplings_of(rows, order, group * order.lanes + lane)));
+        pattern.threes[group] = static_cast<std::int32_t>(threes);
+        pattern.count += 3 * threes * static_cast<std::int64_t>(order.lanes);
     }
+    pattern.unknown =
+        empty_array<std::int32_t>(log, name, static_cast<std::size_t>(pattern.count) + 2 * room_of(pattern));
+    pattern.reach = zero_array<std::int32_t>(log, name, pattern.places / rows_of_a_block + 1);
+    std::int32_t reach = 0;
+    std::size_t fillers = 0;
+    for_each_place(pattern, rows, order, [&](std::size_t at, std::size_t group, std::int64_t term) {
+        if (term < 0) {
+            pattern.unknown[at] = static_cast<std::int32_t>(pattern.places + fillers++ % spare_places);
+            return;
+        }
+        pattern.unknown[at] = place[columns[term]];
+        reach = std::max(reach, pattern.unknown[at] + 1);
+        pattern.reach[group * pattern.lanes / rows_of_a_block] = reach;
+    });
+    for (std::size_t block = 1; block < pattern.places / rows_of_a_block + 1; ++block)
+        pattern.reach[block] = std::max(pattern.reach[block], pattern.reach[block - 1]);
     return pattern;
+}
+
+owned_array<double> make_coupling_values(std::FILE* log, const char* name, const coupling_pattern& pattern,
+                                         const matrix_rows& rows, const row_order& order, const double values[])
+{
+    owned_array<double> all =
+        empty_array<double>(log, name, static_cast<std::size_t>(pattern.count) + 2 * room_of(pattern));
+    for_each_place(pattern, rows, order,
+                   [&](std::size_t at, std::size_t, std::int64_t term) { all[at] = term < 0 ? -0.0 : values[term]; });
+    return all;
+}
+
+coupling_at first_group(const coupling_pattern& pattern, const double values[])
+{
+    return {pattern.threes.get(), pattern.unknown.get() + room_of(pattern), values + room_of(pattern)};
+}
+
+coupling_at end_of_groups(const coupling_pattern& pattern, const double values[])
+{
+    const std::size_t end = room_of(pattern) + static_cast<std::size_t>(pattern.count);
+    return {pattern.threes.get() + pattern.places / pattern.lanes, pattern.unknown.get() + end, values + end};
 }
 
 std::size_t reach_of(const coupling_pattern& pattern, std::size_t first, std::size_t pieces)
 {
     const std::size_t end =
         std::max(first + rows_of_a_block, static_cast<std::size_t>(pattern.reach[first / rows_of_a_block]));
-    return std::min((end + pieces - 1) / pieces * pieces, pattern.n);
-}
-
-owned_array<double> make_coupling_values(std::FILE* log, const char* name, const coupling_pattern& pattern,
-                                         const matrix_rows& rows, const double values[])
-{
-    const std::size_t places = static_cast<std::size_t>(pattern.count) * 3;
-    owned_array<double> threes = empty_array<double>(log, name, places + 2 * room);
-    std::size_t place = room;
-    for (std::size_t i = 0; i < pattern.n; ++i) {
-        const std::int64_t terms = rows.start[i + 1] - rows.start[i] - 1;
-        const std::size_t end = place + static_cast<std::size_t>(threes_for(terms)) * 3;
-        double* own = std::copy_n(values + rows.start[i] + 1, terms, threes.get() + place);
-        std::fill(own, threes.get() + end, -0.0);
-        place = end;
-    }
-    return threes;
+    return std::min((end + pieces - 1) / pieces * pieces, pattern.places);
 }
 
 } // namespace tarnel

@@ -1,91 +1,56 @@
-// The terms above the diagonal in threes, row by row: three is what a mesh of triangles has, so a pass over all rows
-// meets hardly a branch that it cannot foresee. A three that is not full is filled with couplings of -0 to the place
-// behind the last unknown, which holds a one: added, they leave every sum as it is, its sign too.
+// The terms above the diagonal as the passes of conjugate gradients take them: group of rows by group, in threes, term
+// by term, the rows of the group side by side. Three is what a mesh of triangles has, so a pass meets hardly a branch
+// that it cannot foresee. What a row does not fill is filled with couplings of -0 to spare places behind the last one,
+// which hold ones: added, they leave every sum as it is, its sign too.
 #pragma once
 
-#include "common/arrays.h"
-#include "common/matrix_rows.h"
-
-#include <algorithm>
-#include <cstddef>
-#include <cstdint>
+#include "solvers/row_order.h"
 
 namespace tarnel
 {
 
 inline constexpr std::size_t rows_of_a_block = 512;
 inline constexpr std::ptrdiff_t threes_ahead = 32; // asked of memory before they are visited
+inline constexpr std::size_t spare_places = 16;    // of every vector, taken in turn: none is waited for
 
 struct coupling_pattern {
-    std::size_t n = 0;                 // unknowns
-    std::int64_t count = 0;            // threes
-    owned_array<std::uint8_t> opens;   // 1 where a three is the first of its row, and behind the last three
-    owned_array<std::int32_t> unknown; // three a three, in the order of the matrix; n: nothing. Before the first and
-                                       // behind the last there is room to ask memory ahead, here and for the values
-    owned_array<std::int32_t> reach;   // 1 + the last unknown that the rows up to each block's end couple, 0 for none
+    std::size_t lanes = 1;             // rows of a group
+    std::size_t places = 0;            // of the rows; a vector has spare_places more
+    std::int64_t count = 0;            // places of the terms
+    owned_array<std::int32_t> threes;  // of each group
+    owned_array<std::int32_t> unknown; // place that each term couples. Before the first and behind the last there is
+                                       // room to ask memory ahead, here and for the values
+    owned_array<std::int32_t> reach;   // 1 + the last place that the rows up to each block's end couple, 0 for none
 };
 
-// The threes that so many couplings of a row take: one at least.
-inline std::int64_t threes_for(std::int64_t couplings)
-{
-    return std::max<std::int64_t>(1, (couplings + 2) / 3);
-}
-
 // errors  "Can't allocate (name)"
-coupling_pattern make_coupling_pattern(std::FILE* log, const char* name, const matrix_rows& rows);
+coupling_pattern make_coupling_pattern(std::FILE* log, const char* name, const matrix_rows& rows,
+                                       const row_order& order);
 
-// The values of the terms, three a three.
+// The values of the terms, as the pattern has them.
 //   values  as rows.amatr
 //   errors  "Can't allocate (name)"
 owned_array<double> make_coupling_values(std::FILE* log, const char* name, const coupling_pattern& pattern,
-                                         const matrix_rows& rows, const double values[]);
+                                         const matrix_rows& rows, const row_order& order, const double values[]);
 
-// A place in the threes of a pass.
-struct three_at {
-    const std::uint8_t* opens;
+// A vector of zeros by places.
+//   errors  "Can't allocate (name)"
+inline owned_array<double> vector_of_places(std::FILE* log, const char* name, const row_order& order)
+{
+    return zero_array<double>(log, name, order.places + spare_places);
+}
+
+// A group in the couplings of a pass.
+struct coupling_at {
+    const std::int32_t* threes;
     const std::int32_t* unknown;
     const double* value;
 };
 
-inline three_at first_three(const coupling_pattern& pattern, const double values[])
-{
-    return {pattern.opens.get(), pattern.unknown.get() + 3 * threes_ahead, values + 3 * threes_ahead};
-}
+coupling_at first_group(const coupling_pattern& pattern, const double values[]);
+coupling_at end_of_groups(const coupling_pattern& pattern, const double values[]);
 
-inline three_at end_of_threes(const coupling_pattern& pattern, const double values[])
-{
-    const std::int64_t end = 3 * (threes_ahead + pattern.count);
-    return {pattern.opens.get() + pattern.count, pattern.unknown.get() + end, values + end};
-}
-
-inline void step_on(three_at& t)
-{
-    ++t.opens;
-    t.unknown += 3;
-    t.value += 3;
-}
-
-inline void step_back(three_at& t)
-{
-    --t.opens;
-    t.unknown -= 3;
-    t.value -= 3;
-}
-
-// The processor finds the next threes by itself where they ascend and not where they descend, nor in the next page.
-inline void ask_ahead(const three_at& t)
-{
-    __builtin_prefetch(t.unknown + 3 * threes_ahead);
-    __builtin_prefetch(t.value + 3 * threes_ahead);
-}
-
-inline void ask_back(const three_at& t)
-{
-    __builtin_prefetch(t.unknown - 3 * threes_ahead);
-    __builtin_prefetch(t.value - 3 * threes_ahead);
-}
-
-// What a block of rows needs ready before it is visited: its own unknowns and those that it couples, in whole `pieces`.
+// What a block of rows needs ready before it is visited: its own places and those that it couples, in whole `pieces`.
 std::size_t reach_of(const coupling_pattern& pattern, std::size_t first, std::size_t pieces);
 
 } // namespace tarnel

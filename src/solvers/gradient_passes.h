@@ -1,16 +1,15 @@
 // The three passes of an iteration of conjugate gradients. Each goes once through its part of the matrix, block of rows
 // by block of rows, and takes along what the vectors need, so that an iteration moves no byte twice. The operations on
-// each unknown are those of the plain formulas, in their order. Inner products are summed in eight parts, unknown i in
-// part i mod 8, in the order of the pass.
+// each unknown are those of the plain formulas, in their order. The unknowns stand at the places of a row_order. Inner
+// products are summed in eight parts, the unknown at place i in part i mod 8, in the order of the pass.
 #pragma once
 
-#include "solvers/couplings.h"
-#include "solvers/vector_kernel.h"
+#include "solvers/row_kernel.h"
 
 namespace tarnel
 {
 
-// The vectors of the iteration; p and q have n + 1 places, the last for the fillers of the couplings.
+// The vectors of the iteration, by places: of an empty place the number is 0, and 1 that of the pivots.
 struct gradient_vectors {
     owned_array<double> x; // solution
     owned_array<double> p; // direction
@@ -19,8 +18,8 @@ struct gradient_vectors {
     const vector_kernel* kernel = &fastest_vector_kernel();
 };
 
-// (a, b) over n unknowns.
-double inner_product_by_parts(const vector_kernel& kernel, std::size_t n, const double a[], const double b[]);
+// (a, b) over so many places.
+double inner_product_by_parts(const vector_kernel& kernel, std::size_t places, const double a[], const double b[]);
 
 // q = r, then q_j = q_j - q_i u_ij for all i < j, ascending i.
 //   factor  values of the unit upper factor u; null: q stays r

@@ -44,6 +44,7 @@ void factorise_incomplete(double eps_zero, matrix_rows& rows, std::FILE* log)
 // What an iteration passes through.
 struct preconditioned_system {
     variant kind;
+    row_order order;
     coupling_pattern pattern;
     owned_array<double> products; // scaled matrix, which is CG's factor too
     owned_array<double> factors;  // of ICCG
@@ -57,22 +58,21 @@ static void log_convergence(variant kind, std::int32_t iter, double deps, double
               as_e(deps).text, as_e(rnorm).text, as_e(unorm).text);
 }
 
-// Iterates from x = 0.
-//   returns false when the right-hand side counts as zero and x is left alone
-static bool iterate(const control& cntl, const preconditioned_system& system, gradient_vectors& v, std::FILE* log)
+// Iterates from x = 0, which it leaves alone where the right-hand side counts as zero.
+static void iterate(const control& cntl, const preconditioned_system& system, gradient_vectors& v, std::FILE* log)
 {
-    const std::size_t n = system.pattern.n;
+    const std::size_t places = system.pattern.places;
     const double* factor = system.kind == iccg ? system.factors.get() : system.products.get();
     if (system.kind == scg) factor = nullptr;
     const auto backward = [&](double residual) { // without a factor z = r
         return factor != nullptr ? backward_pass(v, system.pattern, factor, system.pivots.get()) : residual;
     };
-    const double square = inner_product_by_parts(*v.kernel, n, v.r.get(), v.r.get()), unorm = std::sqrt(square);
+    const double square = inner_product_by_parts(*v.kernel, places, v.r.get(), v.r.get()), unorm = std::sqrt(square);
     first_forward_pass(v, system.pattern, factor);
     double rho = backward(square);
     if (cntl.eps_zero > std::fabs(rho)) {
         log_lines(log, "      Warning. norm of right-side vector is zero.\n");
-        return false;
+        return;
     }
     double alpha = 0.0, beta = 0.0; // x = x + alpha p waits for the next pass over p
     for (std::int32_t iter = 0; iter < cntl.itermax_solv; ++iter) {
@@ -80,7 +80,7 @@ static bool iterate(const control& cntl, const preconditioned_system& system, gr
                                      : product_pass(v, system.pattern, system.products.get(), alpha, beta);
         if (cntl.eps_zero > std::fabs(pap)) {
             log_lines(log, "      Note. {p}[A]{p} is zero.\n");
-            return true;
+            return;
         }
         alpha = rho / pap;
         const double residual = forward_pass(v, system.pattern, factor, alpha), rnorm = std::sqrt(residual);
@@ -96,8 +96,7 @@ static bool iterate(const control& cntl, const preconditioned_system& system, gr
         rho = rho_new;
     }
     if (cntl.itermax_solv > 0)
-        for (std::size_t i = 0; i < n; ++i) v.x[i] = v.x[i] + alpha * v.p[i];
-    return true;
+        for (std::size_t i = 0; i < places; ++i) v.x[i] = v.x[i] + alpha * v.p[i];
 }
 
 // Takes the scaled system apart for the passes, which need its rows no longer; `scale` keeps d_i = 1 / sqrt(a_ii).
@@ -107,17 +106,22 @@ static preconditioned_system prepare(const control& cntl, variant kind, matrix_r
     const auto n = static_cast<std::size_t>(rows.ndim);
     for (std::size_t i = 0; i < n; ++i) scale[i] = rows.amatr[static_cast<std::size_t>(rows.start[i])];
     preconditioned_system system{.kind = kind,
-                                 .pattern = make_coupling_pattern(log, "mindex", rows),
+                                 .order = order_rows(log, "nozerot", rows),
+                                 .pattern = {},
                                  .products = {},
                                  .factors = {},
                                  .pivots = {}};
-    system.products = make_coupling_values(log, "aorgr", system.pattern, rows, rows.amatr.get());
+    const row_order& order = system.order;
+    const auto diagonal = [&](std::size_t i) -> double& { return rows.amatr[static_cast<std::size_t>(rows.start[i])]; };
+    system.pattern = make_coupling_pattern(log, "mindex", rows, order);
+    system.products = make_coupling_values(log, "aorgr", system.pattern, rows, order, rows.amatr.get());
     if (kind != iccg) return system;
-    for (std::size_t i = 0; i < n; ++i) rows.amatr[static_cast<std::size_t>(rows.start[i])] = cntl.accel_solv;
+    for (std::size_t i = 0; i < n; ++i) diagonal(i) = cntl.accel_solv;
     factorise_incomplete(cntl.eps_zero, rows, log);
-    system.pivots = empty_array<double>(log, "amatr", n);
-    for (std::size_t i = 0; i < n; ++i) system.pivots[i] = rows.amatr[static_cast<std::size_t>(rows.start[i])];
-    system.factors = make_coupling_values(log, "amatr", system.pattern, rows, rows.amatr.get());
+    system.pivots = empty_array<double>(log, "amatr", order.places);
+    std::fill(system.pivots.get(), system.pivots.get() + order.places, 1.0);
+    for (std::size_t i = 0; i < n; ++i) system.pivots[static_cast<std::size_t>(order.place[i])] = diagonal(i);
+    system.factors = make_coupling_values(log, "amatr", system.pattern, rows, order, rows.amatr.get());
     return system;
 }
 
@@ -129,16 +133,21 @@ void t_real_mtsolv_iccg(control cntl, solver_files files, std::FILE* log)
     system_head head = read_matrix(cntl, files.index, files.matrix, trailers::read, log);
     const std::int32_t ndim = head.rows.ndim;
     const auto n = static_cast<std::size_t>(ndim);
-    gradient_vectors v{.x = zero_array<double>(log, "xvecr", n + 1),
-                       .p = zero_array<double>(log, "pvecr", n + 1),
-                       .q = zero_array<double>(log, "qvecr", n + 1),
-                       .r = read_right_side(files.vector, ndim, head.ndim1, log)};
-    scale_system(cntl.eps_zero, head.rows, v.r.get(), log);
-    const owned_array<double> scale = empty_array<double>(log, "rvecr", n);
+    const owned_array<double> b = read_right_side(files.vector, ndim, head.ndim1, log);
+    scale_system(cntl.eps_zero, head.rows, b.get(), log);
+    const owned_array<double> scale = empty_array<double>(log, "amatr", n);
     const preconditioned_system system = prepare(cntl, kind, std::move(head.rows), scale.get(), log);
-    if (iterate(cntl, system, v, log))
-        for (std::size_t i = 0; i < n; ++i) v.x[i] = v.x[i] * scale[i];
-    write_solution(files.solution, ndim, v.x.get(), log);
+    gradient_vectors v{.x = vector_of_places(log, "xvecr", system.order),
+                       .p = vector_of_places(log, "pvecr", system.order),
+                       .q = vector_of_places(log, "qvecr", system.order),
+                       .r = vector_of_places(log, "rvecr", system.order)};
+    const std::int32_t* place = system.order.place.get();
+    const double* x = v.x.get();
+    double* r = v.r.get();
+    for (std::size_t i = 0; i < n; ++i) r[place[i]] = b[i];
+    iterate(cntl, system, v, log);
+    for (std::size_t i = 0; i < n; ++i) b[i] = x[place[i]] * scale[i];
+    write_solution(files.solution, ndim, b.get(), log);
 }
 
 } // namespace tarnel

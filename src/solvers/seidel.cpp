@@ -1,7 +1,7 @@
 #include "solvers/seidel.h"
 
 #include "common/number_text.h"
-#include "solvers/couplings.h"
+#include "solvers/row_order.h"
 #include "solvers/vector_kernel.h"
 
 #include <algorithm>

@@ -2,9 +2,8 @@
 // Cholesky factorisation, the factorisation beside a transcription of its definition.
 #include "solvers/iccg.h"
 
-#include "solvers/gradient_passes.h"
-
 #include "assembly/hand_files.h"
+#include "solvers/sparse_systems.h"
 
 #include <cmath>
 #include <cstdio>
@@ -17,13 +16,6 @@ using namespace tarnel_test;
 
 namespace
 {
-
-// The upper triangle, row by row, as column and value.
-struct sparse_system {
-    column_lists columns;
-    value_rows values;
-    std::vector<double> b;
-};
 
 void write_system(const sparse_system& system)
 {
@@ -75,37 +67,6 @@ sparse_system one_unknown(double a, double b)
 sparse_system two_unknowns(double a00, double a01, double a11, double b0, double b1)
 {
     return {{{0, 1}, {1}}, {{a00, a01}, {a11}}, {b0, b1}};
-}
-
-// A random symmetric matrix with a heavy diagonal; entries of magnitude 1, diagonals spread over six decades by a
-// scaling from both sides.
-sparse_system random_system(int n, double density, unsigned seed)
-{
-    std::mt19937 random(seed);
-    const auto uniform = [&random] { return static_cast<double>(random()) / 4294967296.0; };
-    std::vector<double> scale(static_cast<std::size_t>(n)), sum(static_cast<std::size_t>(n), 0.1);
-    for (double& s : scale) s = std::pow(10.0, 3 * uniform());
-    sparse_system system;
-    for (int i = 0; i < n; ++i) {
-        const auto row = static_cast<std::size_t>(i);
-        system.columns.push_back({i});
-        system.values.push_back({0});
-        system.b.push_back(2 * uniform() - 1);
-        for (int j = i + 1; j < n; ++j) {
-            if (uniform() >= density) continue;
-            const double value = 2 * uniform() - 1;
-            sum[row] += std::fabs(value), sum[static_cast<std::size_t>(j)] += std::fabs(value);
-            system.columns.back().push_back(j);
-            system.values.back().push_back(value);
-        }
-    }
-    for (std::size_t i = 0; i < sum.size(); ++i) {
-        system.values[i][0] = sum[i];
-        system.b[i] *= scale[i];
-        for (std::size_t k = 0; k < system.values[i].size(); ++k)
-            system.values[i][k] *= scale[i] * scale[static_cast<std::size_t>(system.columns[i][k])];
-    }
-    return system;
 }
 
 std::vector<std::vector<double>> dense(const sparse_system& system)
@@ -479,38 +440,6 @@ TEST_F(iccg_solver, another_edges_files_are_called_by_their_own_names)
 namespace
 {
 
-tarnel::matrix_rows flat_rows(const sparse_system& system, std::FILE* log)
-{
-    tarnel::matrix_rows rows;
-    rows.ndim = static_cast<std::int32_t>(system.columns.size());
-    std::size_t terms = 0;
-    for (const auto& row : system.columns) terms += row.size();
-    rows.start = tarnel::zero_array<std::int64_t>(log, "start", system.columns.size() + 1);
-    rows.mindex = tarnel::zero_array<std::int32_t>(log, "mindex", terms);
-    rows.amatr = tarnel::zero_array<double>(log, "amatr", terms);
-    std::size_t at = 0;
-    for (std::size_t i = 0; i < system.columns.size(); ++i) {
-        for (std::size_t k = 0; k < system.columns[i].size(); ++k, ++at) {
-            rows.mindex[at] = system.columns[i][k];
-            rows.amatr[at] = system.values[i][k];
-        }
-        rows.start[i + 1] = static_cast<std::int64_t>(at);
-    }
-    return rows;
-}
-
-// A random pattern of a diagonal near 1, as after the scaling. Off-diagonals are small for odd seeds, which makes the
-// matrix positive definite, and large for even ones, where every rounding shows.
-sparse_system scaled_system(int n, double density, unsigned seed)
-{
-    sparse_system system = random_system(n, density, seed);
-    for (auto& row : system.values) {
-        row[0] = 1.0 + 0.001 * static_cast<double>(seed);
-        for (std::size_t k = 1; k < row.size(); ++k) row[k] = std::sin(1e3 * row[k]) / (seed % 2 == 1 ? n : 2);
-    }
-    return system;
-}
-
 // The definition, on a table of the terms that exist: row i is divided by its pivot p, every later diagonal in it loses
 // u u p, and every pair of its terms takes p u u from the term they meet in, if there is one.
 void factorise_by_definition(std::map<std::pair<int, int>, double>& a, int n)
@@ -526,17 +455,6 @@ void factorise_by_definition(std::map<std::pair<int, int>, double>& a, int n)
             for (const int c : later)
                 if (j < c && a.contains({j, c})) a.at({j, c}) = a.at({j, c}) - p * a.at({i, j}) * a.at({i, c});
     }
-}
-
-// A set of systems with every kind of row: full, sparse, empty, neighbours only.
-std::vector<sparse_system> many_systems()
-{
-    std::vector<sparse_system> systems;
-    for (unsigned seed = 1; seed <= 40; ++seed) {
-        const int n = static_cast<int>(1 + seed * 7 % 61);
-        systems.push_back(scaled_system(n, seed % 4 == 0 ? 1.0 : 0.05 * (1 + seed % 9), seed));
-    }
-    return systems;
 }
 
 } // namespace
@@ -588,193 +506,4 @@ TEST_F(iccg_solver, factors_of_a_full_matrix_multiply_back_to_it)
                 EXPECT_NEAR(sum, system.values[i][j - i], 1e-15);
             }
     });
-}
-
-namespace
-{
-
-// The sum in eight parts, unknown i in part i mod 8; the order within a part is that of the pass.
-double sum_by_parts(const std::vector<double>& a, const std::vector<double>& b, bool descending)
-{
-    double s[8] = {};
-    for (std::size_t k = 0; k < a.size(); ++k) {
-        const std::size_t i = descending ? a.size() - 1 - k : k;
-        const double product = a[i] * b[i];
-        s[i % 8] = s[i % 8] + product;
-    }
-    return ((s[0] + s[1]) + (s[2] + s[3])) + ((s[4] + s[5]) + (s[6] + s[7]));
-}
-
-// Vectors of a size for the passes, with room for the fillers.
-tarnel::gradient_vectors vectors_of(std::size_t n, std::FILE* log)
-{
-    tarnel::gradient_vectors v;
-    v.x = tarnel::zero_array<double>(log, "x", n + 1);
-    v.p = tarnel::zero_array<double>(log, "p", n + 1);
-    v.q = tarnel::zero_array<double>(log, "q", n + 1);
-    v.r = tarnel::zero_array<double>(log, "r", n + 1);
-    return v;
-}
-
-std::vector<double> taken(const tarnel::owned_array<double>& from, std::size_t n)
-{
-    return {from.get(), from.get() + n};
-}
-
-// As many_systems, and some whose rows fill more than two blocks; signed zeros among the right-hand sides.
-std::vector<sparse_system> systems_of_all_sizes()
-{
-    std::vector<sparse_system> systems = many_systems();
-    for (const int n : {511, 512, 513, 1300}) systems.push_back(scaled_system(n, 0.006, static_cast<unsigned>(n)));
-    for (sparse_system& system : systems)
-        for (std::size_t i = 0; i < system.b.size(); i += 5) system.b[i] = i % 2 == 0 ? -0.0 : 0.0;
-    return systems;
-}
-
-std::vector<double> product_by_definition(const sparse_system& system, const std::vector<double>& p)
-{
-    std::vector<double> q = p;
-    for (std::size_t i = 0; i < p.size(); ++i)
-        for (std::size_t k = 1; k < system.columns[i].size(); ++k) {
-            const auto j = static_cast<std::size_t>(system.columns[i][k]);
-            q[i] += system.values[i][k] * p[j];
-            q[j] += system.values[i][k] * p[i];
-        }
-    return q;
-}
-
-bool same_bits(const std::vector<double>& a, const std::vector<double>& b)
-{
-    return a.size() == b.size() && (a.empty() || std::memcmp(a.data(), b.data(), a.size() * sizeof(double)) == 0);
-}
-
-} // namespace
-
-TEST_F(iccg_solver, product_has_a_unit_diagonal_and_is_its_definition_bit_for_bit)
-{
-    for (const sparse_system& system : systems_of_all_sizes()) {
-        const std::size_t n = system.columns.size();
-        run_stage([&](std::FILE* log) {
-            const tarnel::matrix_rows rows = flat_rows(system, log);
-            const tarnel::coupling_pattern pattern = make_coupling_pattern(log, "a", rows);
-            const auto a = make_coupling_values(log, "a", pattern, rows, rows.amatr.get());
-            tarnel::gradient_vectors v = vectors_of(n, log);
-            std::copy(system.b.begin(), system.b.end(), v.q.get());
-            std::vector<double> p = system.b, q = product_by_definition(system, p), x(n, 0.0);
-            EXPECT_EQ(first_product_pass(v, pattern, a.get()), sum_by_parts(p, q, false)) << n;
-            EXPECT_TRUE(same_bits(taken(v.p, n), p)) << n;
-            EXPECT_TRUE(same_bits(taken(v.q, n), q)) << n;
-
-            // q stands for the preconditioned residual now
-            const double alpha = 0.7, beta = -1.3;
-            for (std::size_t i = 0; i < n; ++i) {
-                x[i] = x[i] + alpha * p[i];
-                p[i] = q[i] + beta * p[i];
-            }
-            q = product_by_definition(system, p);
-            EXPECT_EQ(product_pass(v, pattern, a.get(), alpha, beta), sum_by_parts(p, q, false)) << n;
-            EXPECT_TRUE(same_bits(taken(v.x, n), x)) << n;
-            EXPECT_TRUE(same_bits(taken(v.p, n), p)) << n;
-            EXPECT_TRUE(same_bits(taken(v.q, n), q)) << n;
-        });
-    }
-}
-
-TEST_F(iccg_solver, solution_with_the_factors_is_its_definition_bit_for_bit)
-{
-    for (const sparse_system& system : systems_of_all_sizes())
-        for (const bool divided : {true, false}) {
-            const std::size_t n = system.columns.size();
-            run_stage([&](std::FILE* log) {
-                const tarnel::matrix_rows rows = flat_rows(system, log);
-                const tarnel::coupling_pattern pattern = make_coupling_pattern(log, "u", rows);
-                const auto u = make_coupling_values(log, "u", pattern, rows, rows.amatr.get());
-                std::vector<double> pivots;
-                for (const auto& row : system.values) pivots.push_back(row[0]);
-                const auto substitute = [&](std::vector<double> z) {
-                    for (std::size_t i = 0; i < n; ++i)
-                        for (std::size_t k = 1; k < system.columns[i].size(); ++k)
-                            z[static_cast<std::size_t>(system.columns[i][k])] -= z[i] * system.values[i][k];
-                    for (std::size_t i = 0; i < n && divided; ++i) z[i] = z[i] / pivots[i];
-                    for (std::size_t i = n - 1; i-- > 0;) {
-                        double sum = 0;
-                        for (std::size_t k = 1; k < system.columns[i].size(); ++k)
-                            sum += z[static_cast<std::size_t>(system.columns[i][k])] * system.values[i][k];
-                        z[i] -= sum;
-                    }
-                    return z;
-                };
-                tarnel::gradient_vectors v = vectors_of(n, log);
-                std::copy(system.b.begin(), system.b.end(), v.r.get());
-                first_forward_pass(v, pattern, u.get());
-                const double* d = divided ? pivots.data() : nullptr;
-                std::vector<double> z = substitute(system.b);
-                EXPECT_EQ(backward_pass(v, pattern, u.get(), d), sum_by_parts(system.b, z, true)) << n;
-                EXPECT_TRUE(same_bits(taken(v.q, n), z)) << n;
-
-                // q stands for A p now
-                const double alpha = 0.3;
-                std::vector<double> r = system.b;
-                for (std::size_t i = 0; i < n; ++i) r[i] = r[i] - alpha * z[i];
-                EXPECT_EQ(forward_pass(v, pattern, u.get(), alpha), sum_by_parts(r, r, false)) << n;
-                EXPECT_TRUE(same_bits(taken(v.r, n), r)) << n;
-                z = substitute(r);
-                EXPECT_EQ(backward_pass(v, pattern, u.get(), d), sum_by_parts(r, z, true)) << n;
-                EXPECT_TRUE(same_bits(taken(v.q, n), z)) << n;
-            });
-        }
-}
-
-TEST_F(iccg_solver, without_a_factor_the_residual_stands_for_itself)
-{
-    run_stage([&](std::FILE* log) {
-        const tarnel::matrix_rows rows = flat_rows(scaled_system(3, 1.0, 1), log);
-        const tarnel::coupling_pattern pattern = make_coupling_pattern(log, "a", rows);
-        tarnel::gradient_vectors v = vectors_of(3, log);
-        for (std::size_t i = 0; i < 3; ++i) v.r[i] = static_cast<double>(i + 1);
-        first_forward_pass(v, pattern, nullptr);
-        EXPECT_EQ(taken(v.q, 3), (std::vector<double>{1, 2, 3}));
-        EXPECT_EQ(forward_pass(v, pattern, nullptr, 2.0), 14.0); // r - 2 r
-        EXPECT_EQ(taken(v.q, 3), (std::vector<double>{-1, -2, -3}));
-    });
-}
-
-TEST_F(iccg_solver, vectors_are_passed_over_with_the_same_bits_by_every_kernel)
-{
-    std::mt19937 random(11);
-    std::normal_distribution<double> normal;
-    const tarnel::vector_kernels kernels = tarnel::available_vector_kernels();
-    EXPECT_EQ(kernels.form[kernels.count - 1], &tarnel::portable_vector_kernel);
-    EXPECT_EQ(kernels.form[0], &tarnel::fastest_vector_kernel());
-    for (const std::size_t end : {0U, 1U, 7U, 8U, 9U, 16U, 61U, 200U}) {
-        std::vector<double> x(end), p(end), q(end), r(end);
-        for (std::vector<double>* vector : {&x, &p, &q, &r})
-            for (double& value : *vector) value = normal(random);
-        for (int k = 0; k < kernels.count; ++k) {
-            std::vector<double> xk = x, pk = p, qk = q, rk = r;
-            tarnel::part_sums products, squares;
-            kernels.form[k]->add_products(products, x.data(), p.data(), 0, end);
-            EXPECT_EQ(total(products), sum_by_parts(x, p, false)) << end;
-            kernels.form[k]->update_residual(squares, 0.3, rk.data(), qk.data(), 0, end);
-            std::vector<double> expected = r;
-            for (std::size_t i = 0; i < end; ++i) {
-                const double step = 0.3 * q[i];
-                expected[i] = r[i] - step;
-            }
-            EXPECT_TRUE(same_bits(rk, expected)) << end;
-            EXPECT_TRUE(same_bits(qk, expected)) << end;
-            EXPECT_EQ(total(squares), sum_by_parts(expected, expected, false)) << end;
-            qk = q;
-            kernels.form[k]->update_direction(0.7, -1.1, xk.data(), pk.data(), qk.data(), 0, end);
-            std::vector<double> position = x, direction = p;
-            for (std::size_t i = 0; i < end; ++i) {
-                const double step = 0.7 * p[i], part = -1.1 * p[i];
-                position[i] = x[i] + step;
-                direction[i] = q[i] + part;
-            }
-            EXPECT_TRUE(same_bits(xk, position)) << end;
-            EXPECT_TRUE(same_bits(pk, direction)) << end;
-            EXPECT_TRUE(same_bits(qk, direction)) << end;
-        }
-    }
 }

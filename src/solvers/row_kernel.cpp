@@ -1,0 +1,222 @@
+#include "solvers/row_kernel.h"
+
+#include <cstring>
+#include <functional>
+
+// TARNEL_LANES: the most doubles side by side that the build admits (8, 4 or 1).
+#if !defined(__x86_64__)
+#undef TARNEL_LANES
+#define TARNEL_LANES 1
+#endif
+
+namespace tarnel
+{
+
+typedef double four [[gnu::vector_size(32)]];
+
+// One text for every processor, a number of type `wide` for each group.
+template <class wide> inline constexpr std::size_t lanes_of = sizeof(wide) / sizeof(double);
+
+template <class wide> [[gnu::always_inline]] static inline void load(wide& to, const double* from)
+{
+    std::memcpy(&to, from, sizeof to);
+}
+
+template <class wide> [[gnu::always_inline]] static inline void store(double* to, const wide& from)
+{
+    std::memcpy(to, &from, sizeof from);
+}
+
+template <class wide>
+[[gnu::always_inline]] static inline void gather(wide& to, const double from[], const std::int32_t at[])
+{
+    if constexpr (lanes_of<wide> == 1)
+        to = from[at[0]];
+    else
+        to = wide{from[at[0]], from[at[1]], from[at[2]], from[at[3]]};
+}
+
+// to = to + term, or to - term, at places of which none comes twice, fillers apart.
+template <class operation, class wide>
+[[gnu::always_inline]] static inline void scatter(double to[], const std::int32_t at[], const wide& term)
+{
+    constexpr operation combined;
+    if constexpr (lanes_of<wide> == 1) {
+        to[at[0]] = combined(to[at[0]], term);
+    } else {
+#pragma GCC unroll 4
+        for (int k = 0; k < 4; ++k) to[at[k]] = combined(to[at[k]], term[k]);
+    }
+}
+
+template <class wide> [[gnu::always_inline]] static inline void step(coupling_at& t, std::ptrdiff_t threes)
+{
+    t.unknown += 3 * threes * static_cast<std::ptrdiff_t>(lanes_of<wide>);
+    t.value += 3 * threes * static_cast<std::ptrdiff_t>(lanes_of<wide>);
+}
+
+// The processor finds the next terms by itself where they ascend and not where they descend, nor in the next page.
+template <class wide> [[gnu::always_inline]] static inline void ask(coupling_at t, std::ptrdiff_t threes)
+{
+    step<wide>(t, threes);
+    __builtin_prefetch(t.unknown);
+    __builtin_prefetch(t.value);
+    if constexpr (lanes_of < wide >> 1) __builtin_prefetch(t.value + 8);
+}
+
+template <class wide>
+[[gnu::always_inline]] static inline void forward(coupling_at& at, double q[], std::size_t first, std::size_t end)
+{
+    constexpr std::size_t lanes = lanes_of<wide>;
+    coupling_at t = at;
+    for (std::size_t i = first; i < end; i += lanes) {
+        ask<wide>(t, threes_ahead);
+        wide qi;
+        load(qi, q + i);
+        std::int32_t left = *t.threes++;
+        do {
+#pragma GCC unroll 3
+            for (std::size_t k = 0; k < 3; ++k) {
+                wide term;
+                load(term, t.value + k * lanes);
+                scatter<std::minus<double>>(q, t.unknown + k * lanes, wide(qi * term));
+            }
+            step<wide>(t, 1);
+        } while (--left > 0);
+    }
+    at = t;
+}
+
+// The products of a group's terms k with the unknowns that they couple.
+template <class wide>
+[[gnu::always_inline]] static inline void products(wide& to, const coupling_at& t, std::int64_t k, const double q[])
+{
+    wide value;
+    load(value, t.value + k * static_cast<std::int64_t>(lanes_of<wide>));
+    gather(to, q, t.unknown + k * static_cast<std::int64_t>(lanes_of<wide>));
+    to *= value;
+}
+
+// The divisions and the sums of r q run beside the substitution.
+template <class wide>
+[[gnu::always_inline]] static inline void backward(part_sums& sums, coupling_at t, const double pivots[],
+                                                   const double r[], double q[], std::size_t places)
+{
+    constexpr std::size_t lanes = lanes_of<wide>;
+    for (std::size_t i = places; i > 0;) {
+        i -= lanes;
+        const std::int32_t threes = *--t.threes;
+        step<wide>(t, -threes);
+        ask<wide>(t, -threes_ahead);
+        // (0 + a) + b = a + (b + 0), signed zeros included
+        wide sum{}, term{};
+        products(sum, t, 1, q);
+        sum += 0.0;
+        products(term, t, 0, q);
+        sum += term;
+        products(term, t, 2, q);
+        sum += term;
+        for (std::int64_t k = 3; k < 3 * static_cast<std::int64_t>(threes); ++k) {
+            products(term, t, k, q);
+            sum += term;
+        }
+        wide qi, ri, part;
+        load(qi, q + i);
+        if (pivots != nullptr) {
+            wide pivot;
+            load(pivot, pivots + i);
+            qi /= pivot;
+        }
+        qi -= sum;
+        store(q + i, qi);
+        load(ri, r + i);
+        load(part, sums.part + i % sum_parts);
+        part += ri * qi;
+        store(sums.part + i % sum_parts, part);
+    }
+}
+
+template <class wide>
+[[gnu::always_inline]] static inline void product(coupling_at& at, const double p[], double q[], std::size_t first,
+                                                  std::size_t end)
+{
+    constexpr std::size_t lanes = lanes_of<wide>;
+    coupling_at t = at;
+    for (std::size_t i = first; i < end; i += lanes) {
+        ask<wide>(t, threes_ahead);
+        wide pi, qi;
+        load(pi, p + i);
+        load(qi, q + i);
+        std::int32_t left = *t.threes++;
+        do {
+#pragma GCC unroll 3
+            for (std::size_t k = 0; k < 3; ++k) {
+                wide a, pj{};
+                load(a, t.value + k * lanes);
+                gather(pj, p, t.unknown + k * lanes);
+                qi += a * pj;
+                scatter<std::plus<double>>(q, t.unknown + k * lanes, wide(a * pi));
+            }
+            step<wide>(t, 1);
+        } while (--left > 0);
+        store(q + i, qi);
+    }
+    at = t;
+}
+
+template <class wide> static void substitute_forward(coupling_at& at, double q[], std::size_t first, std::size_t end)
+{
+    forward<wide>(at, q, first, end);
+}
+
+template <class wide>
+static void substitute_backward(part_sums& sums, coupling_at end, const double pivots[], const double r[], double q[],
+                                std::size_t places)
+{
+    backward<wide>(sums, end, pivots, r, q, places);
+}
+
+template <class wide>
+static void multiply(coupling_at& at, const double p[], double q[], std::size_t first, std::size_t end)
+{
+    product<wide>(at, p, q, first, end);
+}
+
+#if TARNEL_LANES >= 4
+
+[[gnu::target("avx2")]] static void substitute_forward_avx2(coupling_at& at, double q[], std::size_t first,
+                                                            std::size_t end)
+{
+    forward<four>(at, q, first, end);
+}
+
+[[gnu::target("avx2")]] static void substitute_backward_avx2(part_sums& sums, coupling_at end, const double pivots[],
+                                                             const double r[], double q[], std::size_t places)
+{
+    backward<four>(sums, end, pivots, r, q, places);
+}
+
+[[gnu::target("avx2")]] static void multiply_avx2(coupling_at& at, const double p[], double q[], std::size_t first,
+                                                  std::size_t end)
+{
+    product<four>(at, p, q, first, end);
+}
+
+#endif
+
+const row_kernel& row_kernel_for(const vector_kernel& kernel, std::size_t lanes)
+{
+    static constexpr row_kernel one_by_one = {substitute_forward<double>, substitute_backward<double>,
+                                              multiply<double>};
+    static constexpr row_kernel portable = {substitute_forward<four>, substitute_backward<four>, multiply<four>};
+    if (lanes == 1) return one_by_one;
+#if TARNEL_LANES >= 4
+    static constexpr row_kernel avx2 = {substitute_forward_avx2, substitute_backward_avx2, multiply_avx2};
+    if (&kernel != &portable_vector_kernel) return avx2;
+#else
+    static_cast<void>(kernel);
+#endif
+    return portable;
+}
+
+} // namespace tarnel
