@@ -1,7 +1,7 @@
 // The terms above the diagonal as the passes of conjugate gradients take them: group of rows by group, in threes, term
 // by term, the rows of the group side by side. Three is what a mesh of triangles has, so a pass meets hardly a branch
 // that it cannot foresee. What a row does not fill is filled with couplings of -0 to spare places behind the last one,
-// which hold ones: added, they leave every sum as it is, its sign too.
+// which hold +0: added or taken away, they leave every sum as it is, its sign too.
 #pragma once
 
 #include "solvers/row_order.h"

@@ -12,11 +12,6 @@ double inner_product_by_parts(const vector_kernel& kernel, std::size_t places, c
     return total(sums);
 }
 
-static void set_spare_places(const coupling_pattern& pattern, double vector[])
-{
-    std::fill(vector + pattern.places, vector + pattern.places + spare_places, 1.0);
-}
-
 static double forward_blocks(gradient_vectors& v, const coupling_pattern& pattern, const double factor[], bool update,
                              double alpha)
 {
@@ -25,7 +20,6 @@ static double forward_blocks(gradient_vectors& v, const coupling_pattern& patter
     const row_kernel& rows = row_kernel_for(*v.kernel, pattern.lanes);
     part_sums sums;
     coupling_at at = factor != nullptr ? first_group(pattern, factor) : coupling_at{};
-    set_spare_places(pattern, q);
     std::size_t ready = 0; // places whose r is new
     for (std::size_t first = 0; first < pattern.places; first += rows_of_a_block) {
         const std::size_t reach = reach_of(pattern, first, sum_parts);
@@ -52,7 +46,6 @@ double forward_pass(gradient_vectors& v, const coupling_pattern& pattern, const 
 double backward_pass(gradient_vectors& v, const coupling_pattern& pattern, const double factor[], const double pivots[])
 {
     part_sums sums;
-    set_spare_places(pattern, v.q.get());
     row_kernel_for(*v.kernel, pattern.lanes)
         .substitute_backward(sums, end_of_groups(pattern, factor), pivots, v.r.get(), v.q.get(), pattern.places);
     return total(sums);
@@ -66,8 +59,6 @@ static double multiply_blocks(gradient_vectors& v, const coupling_pattern& patte
     const row_kernel& rows = row_kernel_for(*v.kernel, pattern.lanes);
     part_sums sums;
     coupling_at at = first_group(pattern, a);
-    set_spare_places(pattern, p);
-    set_spare_places(pattern, q);
     std::size_t ready = 0; // places whose p is new
     for (std::size_t first = 0; first < pattern.places; first += rows_of_a_block) {
         const std::size_t end = std::min(first + rows_of_a_block, pattern.places), reach = reach_of(pattern, first, 1);
