@@ -69,6 +69,16 @@ void expect_promises(const column_lists& columns, const plain_order& order)
     }
 }
 
+// The largest distance between the places of two rows that are coupled.
+int places_apart(const column_lists& columns, const plain_order& order)
+{
+    int apart = 0;
+    for (std::size_t i = 0; i < columns.size(); ++i)
+        for (const int j : columns[i])
+            apart = std::max(apart, order.place[static_cast<std::size_t>(j)] - order.place[i]);
+    return apart;
+}
+
 } // namespace
 
 TEST_F(row_ordering, a_row_follows_those_that_couple_it_and_none_shares_an_unknown_with_its_neighbours)
@@ -98,11 +108,21 @@ TEST_F(row_ordering, neighbours_stay_within_a_few_widths_of_the_grid)
 {
     const column_lists grid = grid_system(100, 1000).columns;
     const plain_order order = order_of(grid);
-    int apart = 0;
-    for (std::size_t i = 0; i < grid.size(); ++i)
-        for (const int j : grid[i]) apart = std::max(apart, order.place[static_cast<std::size_t>(j)] - order.place[i]);
     EXPECT_EQ(order.lanes, 4U);
-    EXPECT_LT(apart, 1000);
+    EXPECT_LT(places_apart(grid, order), 1000);
+}
+
+TEST_F(row_ordering, parts_that_could_be_visited_all_at_once_are_visited_a_few_at_a_time)
+{
+    column_lists columns;
+    for (int part = 0; part < 1000; ++part)
+        for (std::vector<int> row : grid_system(10, 10).columns) {
+            for (int& column : row) column += 100 * part;
+            columns.push_back(row);
+        }
+    const plain_order order = order_of(columns);
+    EXPECT_EQ(order.lanes, 4U);
+    EXPECT_LT(places_apart(columns, order), 300);
 }
 
 TEST_F(row_ordering, rows_free_of_each_other_stand_as_they_are)
