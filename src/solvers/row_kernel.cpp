@@ -58,10 +58,11 @@ template <class wide> [[gnu::always_inline]] static inline void step(coupling_at
 // The processor finds the next terms by itself where they ascend and not where they descend, nor in the next page.
 template <class wide> [[gnu::always_inline]] static inline void ask(coupling_at t, std::ptrdiff_t threes)
 {
+    constexpr std::size_t lanes = lanes_of<wide>;
     step<wide>(t, threes);
     __builtin_prefetch(t.unknown);
     __builtin_prefetch(t.value);
-    if constexpr (lanes_of < wide >> 1) __builtin_prefetch(t.value + 8);
+    if constexpr (lanes > 1) __builtin_prefetch(t.value + 8); // 96 bytes of them
 }
 
 template <class wide>
