@@ -15,9 +15,9 @@ node_values read_node_values(const control& cntl, input_file& in, std::int32_t n
     for (node_struct_record node; next_record(log, list, node);) {
         if (node.nufai > ndim) fail(log, "      Error. node.nufai > ndim.  nog = %d \n", node.nog);
         append(log, "ggg", nodes.ggg, {node.x, node.y, node.z, node.fai0, node.acoef, node.nufai});
-        add_number(log, "nufai", nodes.index, node.nog);
+        add_number(log, "ggg", nodes.index, node.nog);
     }
-    finish_index(log, "nufai", nodes.index);
+    finish_index(log, "ggg", nodes.index);
     return nodes;
 }
 

@@ -176,7 +176,7 @@ static const std::map<std::string, std::set<std::string>> arrays_of_stages = {
       "chg_vlt", "fmatr_org", "fvecr_org", "xvecr", "vvectr", "hvectr"}},
     {"at_ch_felm_struct_voltr", {"lcs_data", "ggg"}},
     {"eat_calc_node_resl", {"xvecr"}},
-    {"eat_calc_felm_resl", {"xvecr", "ggg", "aval0", "acoef", "nufai", "aval", "avalp"}}};
+    {"eat_calc_felm_resl", {"xvecr", "ggg", "aval", "avalp"}}};
 
 static bool names_an_array(const std::string& message, const std::string& log)
 {
