@@ -1,6 +1,7 @@
 #include "faults/campaign.h"
 
-#include "common/records.h"
+#include "faults/expected_messages.h"
+#include "faults/file_items.h"
 
 #include <tarnel.h>
 
@@ -114,103 +115,9 @@ std::string message_of(const std::string& log)
     return log.substr(start);
 }
 
-// The names by which messages call a file.
-static std::vector<std::string> names_of(const std::string& path)
+static std::string log_before(const std::string& log, const std::string& message)
 {
-    std::vector<std::string> names = {path};
-    for (const char* kind : {"t-femr-vector", "t-femr-solution"})
-        if (path.starts_with(std::string(kind) + "-0")) names.push_back(std::string(kind) + ".tmp");
-    if (path.starts_with("sky-"))
-        names = {"work file for sky-line", "header of work file for sky-line solver", "work file for sky-line solver"};
-    return names;
-}
-
-static bool names_the_opening(const std::string& message, const std::string& path)
-{
-    if (path.starts_with("sky-"))
-        return message == "      Error. Can't open the work file for sky-line. \n"
-                          "             The work file no. === " +
-                              path.substr(4, path.find('.') - 4) + " \n";
-    const std::string line = "Error. Can't open " + path + ".\n";
-    return message == "  " + line || message == "      " + line;
-}
-
-static bool names_the_item(const std::string& message, const std::string& path, char direction)
-{
-    for (const std::string& name : names_of(path)) {
-        const std::string start = "      Error. in " + name + "(" + direction;
-        if (message.starts_with(start) && message.ends_with(").\n") && message.find('\n') == message.size() - 1)
-            return true;
-    }
-    return false;
-}
-
-static bool names_the_line(const std::string& message, const std::string& path, const std::string& log)
-{
-    const bool in_a_line = message.starts_with("      Error. EOF found in data line. \n             at line : ");
-    const bool in_a_name = message.starts_with("      Error. in t-skylin.txt(2).\n");
-    const std::size_t reading = log.rfind("Now, reading ");
-    return (in_a_line || in_a_name) && reading != std::string::npos &&
-           log.compare(reading + 13, path.size(), path) == 0;
-}
-
-// Arrays of each stage, as their messages call them; "stream" is the buffer of any file.
-static const std::map<std::string, std::set<std::string>> arrays_of_stages = {
-    {"t_rd_node_data", {"lcs_data"}},
-    {"eat_check_node_data", {"idefng", "ireffe", "irefbe"}},
-    {"eat_set_node_struct", {"ggg", "fai0", "acoef", "idefng", "nufai", "ireffe", "ifixc", "noind"}},
-    {"eat_set_matrix_index", {"nufai", "nozerot", "mindex"}},
-    {"t_set_felm_cntr", {"ggg"}},
-    {"eat_set_felm_struct", {"prop_data", "lcs_data"}},
-    {"eat_calc_fem_matrix", {"ggg", "aval0", "acoef", "avalp", "nufai", "amatr", "mindex", "nozerot", "uvecr"}},
-    {"t_rd_volt_files",
-     {"iswvlt_prp", "ngrad_prp", "nvect_prp", "iu_grd", "iu_vlt", "nvect_vlt", "vvectr", "svvecr", "fdiagr", "fvaddr",
-      "lcs_data", "fsolr", "ggg", "total_curr", "total_gfai"}},
-    {"t_real_mtsolv_iccg", {"amatr", "uvecr", "xvecr", "pvecr", "qvecr", "rvecr", "nozerot", "mindex", "aorgr"}},
-    {"t_real_mtsolv_seidel", {"amatr", "uvecr", "xvecr", "xvecr0", "nozerot", "mindex"}},
-    {"t_real_mtsolv_skylin1",
-     {"amatr", "nozerot", "mindex", "flname_sl", "flname", "aaa", "work1", "work2", "linsky", "iadlin", "iaddiv"}},
-    {"t_real_mtsolv_skylin2", {"uvecr", "xvecr", "flname_sl", "flname", "aaa", "work1", "linsky", "iadlin", "iaddiv"}},
-    {"t_solve_voltr",
-     {"iu_grd", "iu_vlt", "iu_vltm", "fact_vlt", "not_diod_vlt", "table_diod", "notable_diod", "fmatr", "fvecr",
-      "chg_vlt", "fmatr_org", "fvecr_org", "xvecr", "vvectr", "hvectr"}},
-    {"at_ch_felm_struct_voltr", {"lcs_data", "ggg"}},
-    {"eat_calc_node_resl", {"xvecr"}},
-    {"eat_calc_felm_resl", {"xvecr", "ggg", "aval", "avalp"}}};
-
-static bool names_an_array(const std::string& message, const std::string& log)
-{
-    const std::string start = "      Error. Can't allocate (", end = ").\n";
-    if (!message.starts_with(start) || !message.ends_with(end)) return false;
-    const std::string array = message.substr(start.size(), message.size() - start.size() - end.size());
-    if (array == "stream") return true;
-    const std::string heading = "=== in func. ";
-    const std::size_t at = log.rfind(heading);
-    if (at == std::string::npos) return false;
-    const std::size_t stage = at + heading.size();
-    const auto arrays = arrays_of_stages.find(log.substr(stage, log.find(' ', stage) - stage));
-    return arrays != arrays_of_stages.end() && arrays->second.contains(array);
-}
-
-static bool names_the_call(const std::string& message, call kind, const std::string& path, const std::string& log)
-{
-    switch (kind) {
-    case call::open:
-    case call::buffer:
-    case call::rename:
-        return names_the_opening(message, path);
-    case call::read:
-    case call::seek:
-        return names_the_item(message, path, 'r') || names_the_line(message, path, log);
-    case call::write:
-    case call::flush:
-    case call::close:
-        return names_the_item(message, path, 'w');
-    case call::allocate:
-        return names_an_array(message, log);
-    default:
-        return false;
-    }
+    return log.substr(0, log.size() - message.size());
 }
 
 // "" when the directory holds exactly what it should, else the first file that differs.
@@ -270,24 +177,27 @@ judgement judge_fault(const prepared_model& model, const fault& planned, const w
     if (run.outcome.returned) return judge_complete_run(model, run);
     const std::string ending = fault_of_ending(run);
     if (!ending.empty()) return {verdict::violation, ending};
-    std::vector<std::string> paths;
+    std::vector<failed_call> failed;
     for (std::size_t k = 0; k < failures_kept && k < static_cast<std::size_t>(run.record.failures); ++k)
-        paths.emplace_back(run.record.failed_path[k]);
+        failed.push_back({planned.kind, run.record.failed_path[k], run.record.failed_place[k]});
     const bool log_alone = planned.kind == call::close && run.outcome.log.ends_with(end_of_run);
-    if (paths[0] == "tarnel.log" || (planned.lasting && (planned.kind == call::write || log_alone)))
+    if (failed[0].path == "tarnel.log" || (planned.lasting && (planned.kind == call::write || log_alone)))
         return judge_without_log(model, run);
     const std::string& log = run.outcome.log;
     if (log.find(end_of_run) != std::string::npos)
         return {verdict::violation, "the log of a failed run has the end line"};
     if (!run.outcome.output.empty()) return {verdict::violation, "said on standard output: " + run.outcome.output};
-    const std::string message = message_of(log);
-    const std::string said = without_times(log.substr(0, log.size() - message.size()));
-    if (!planned.lasting && !model.left.at("tarnel.log").starts_with(said))
+    const std::string message = message_of(log), said = log_before(log, message);
+    if (!planned.lasting && !model.left.at("tarnel.log").starts_with(without_times(said)))
         return {verdict::violation, "the log goes another way before \"" + message + "\""};
-    if (!planned.lasting) paths.resize(1);
-    for (const std::string& path : paths)
-        if (names_the_call(message, planned.kind, path, log)) return {verdict::named, message};
-    return {verdict::violation, "a failure of " + paths[0] + " is told as \"" + message + "\""};
+    if (!planned.lasting) failed.resize(1);
+    for (const failed_call& one : failed) {
+        const telling how = told(said, message, one, model.left);
+        if (how == telling::exact) return {verdict::named, message};
+        if (how == telling::left_open) return {verdict::named, message, stage_of(said)};
+    }
+    return {verdict::violation, "a failure of \"" + failed[0].path + "\" at byte " + std::to_string(failed[0].place) +
+                                    " in " + stage_of(said) + " is told as \"" + message + "\""};
 }
 
 judgement judge_shortage(const prepared_model& model, const watched_run& run)
@@ -303,11 +213,11 @@ judgement judge_shortage(const prepared_model& model, const watched_run& run)
     if (!run.outcome.output.empty()) return judge_without_log(model, run);
     if (run.outcome.log.find(end_of_run) != std::string::npos)
         return {verdict::violation, "the log of a failed run has the end line"};
-    const std::string message = message_of(run.outcome.log);
-    if (message.starts_with("      Error. in ") || message.starts_with("  Error. Can't open ") ||
-        message.starts_with("      Error. Can't open "))
-        return {verdict::named, message};
-    return {verdict::violation, "the log ends with \"" + message + "\""};
+    const std::string message = message_of(run.outcome.log), said = log_before(run.outcome.log, message);
+    for (const auto& [name, content] : model.left)
+        for (const call kind : {call::open, call::write})
+            if (told(said, message, {kind, name}, model.left) != telling::wrong) return {verdict::named, message};
+    return {verdict::violation, "in " + stage_of(said) + ", the log ends with \"" + message + "\""};
 }
 
 judgement judge_damage(const prepared_model& model, const watched_run& run)
@@ -328,10 +238,18 @@ judgement judge_damage(const prepared_model& model, const watched_run& run)
     return {verdict::named, message};
 }
 
+// A message without the input line that it shows, which ends the log without a line end.
+static std::string without_echo(const std::string& message)
+{
+    return message.ends_with("\n") ? message : message.substr(0, message.find('\n') + 1);
+}
+
 static void count(const std::string& cause, const std::string& what, const judgement& judged, campaign_counts& counts)
 {
     ++counts.runs[cause][static_cast<std::size_t>(judged.is)];
-    if (judged.is == verdict::named || judged.is == verdict::on_standard_output) ++counts.messages[judged.text];
+    if (judged.is == verdict::named || judged.is == verdict::on_standard_output)
+        ++counts.messages[without_echo(judged.text)];
+    if (!judged.left_open.empty()) ++counts.left_open[judged.left_open + ": " + judged.text];
     if (judged.is == verdict::violation) counts.violations.push_back(what + ": " + judged.text);
 }
 
@@ -347,6 +265,48 @@ void fail_every_call(const prepared_model& model, int stride, lasting_faults las
                           (lasting ? " and all later" : ""),
                       judge_fault(model, planned, run_watched(model, planned)), counts);
             }
+}
+
+static std::vector<std::size_t> places_to_stop(const std::string& layout, const std::string& content,
+                                               stopping_places which)
+{
+    std::vector<file_item> items = items_of_file(layout, content);
+    // Lines, and records that nothing tells apart.
+    if (items.size() == 1 && which == stopping_places::all) {
+        items.clear();
+        for (std::size_t end = 23; end < content.size() + 23; end += 23) items.push_back({0, end});
+    }
+    std::vector<std::size_t> places;
+    std::set<int> kinds;
+    std::size_t begin = 0;
+    for (const file_item& item : items) {
+        const bool first = kinds.insert(item.kind).second;
+        if (first || which == stopping_places::all) places.push_back(begin);
+        if (which == stopping_places::all && item.end > begin + 1) places.push_back(item.end - 1);
+        begin = item.end;
+    }
+    return places;
+}
+
+void stop_reading(const prepared_model& model, stopping_places which, std::size_t most, campaign_counts& counts)
+{
+    for (const auto& [name, content] : model.left) {
+        const std::vector<std::size_t> places = places_to_stop(layout_of(name, model.left).name, content, which);
+        const std::size_t step = std::max<std::size_t>((places.size() + most - 1) / most, 1);
+        damage done = {.path = {}, .unreadable = true};
+        std::snprintf(done.path, sizeof done.path, "%s", name.c_str());
+        for (bool opened = !content.empty(); opened; ++done.opening)
+            for (std::size_t k = 0; k < places.size() && opened; k += step) {
+                done.offset = places[k];
+                const watched_run run = run_watched(model, {}, done);
+                opened = run.record.damaged;
+                if (!opened || run.record.failures == 0) continue; // opened less often, or never read
+                count("unreadable",
+                      model.name + ", " + name + " from byte " + std::to_string(places[k]) + " on, opening " +
+                          std::to_string(done.opening),
+                      judge_fault(model, {call::read, 0, false}, run), counts);
+            }
+    }
 }
 
 // Names of the files that the run writes.
@@ -391,9 +351,11 @@ void fill_each_file(const prepared_model& model, campaign_counts& counts)
             std::filesystem::remove(name);
             std::filesystem::create_symlink("/dev/full", name);
         };
-        judgement judged = judge_shortage(model, run_watched(model, {}, {}, before));
+        const watched_run run = run_watched(model, {}, {}, before);
+        judgement judged = judge_shortage(model, run);
         if (judged.is == verdict::harmless) judged = {verdict::violation, "nobody saw that it was full"};
-        if (judged.is == verdict::named && !names_the_item(judged.text, name, 'w'))
+        const std::string said = log_before(run.outcome.log, judged.text);
+        if (judged.is == verdict::named && told(said, judged.text, {call::write, name}, model.left) == telling::wrong)
             judged = {verdict::violation, "told as \"" + judged.text + "\""};
         count("full device", model.name + ", full " + name, judged, counts);
     }

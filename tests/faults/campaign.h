@@ -47,7 +47,8 @@ inline constexpr const char* verdict_names[verdicts] = {"named", "on standard ou
                                                         "violation"};
 struct judgement {
     verdict is = verdict::violation;
-    std::string text; // the message lines, or what was violated
+    std::string text;           // the message lines, or what was violated
+    std::string left_open = {}; // the stage whose description has no such message, see expected_messages.h
 };
 judgement judge_fault(const prepared_model& model, const fault& planned, const watched_run& run);
 
@@ -62,13 +63,18 @@ std::string message_of(const std::string& log);
 // Runs of a campaign by cause and verdict, the messages and the violations.
 struct campaign_counts {
     std::map<std::string, std::array<int, verdicts>> runs;
-    std::map<std::string, int> messages;
+    std::map<std::string, int> messages, left_open;
     std::vector<std::string> violations;
 };
 
 // Every stride-th call of every kind, failing once and, if wanted, with all later ones of its kind.
 enum class lasting_faults { left_out, too };
 void fail_every_call(const prepared_model& model, int stride, lasting_faults lasting_ones, campaign_counts& counts);
+
+// Every file that the run reads cannot be read beyond a place, whenever it is opened.
+//   most    places of a file, evenly spread over those at which an item begins or lacks its last byte
+enum class stopping_places { first_of_each_kind, all };
+void stop_reading(const prepared_model& model, stopping_places which, std::size_t most, campaign_counts& counts);
 
 // No file may grow beyond a limit, from nothing in steps up to the largest file.
 void limit_files(const prepared_model& model, std::size_t step, campaign_counts& counts);

@@ -1,5 +1,6 @@
-// The whole campaign: every platform call of every model made to fail, full disks, damaged sizes.
-//   faults_campaign [--stride N] [--only NAME] [--part calls|disk|sizes] [DIRECTORY...]
+// The whole campaign: every platform call of every model made to fail, files that cannot be read to their end, full
+// disks, damaged sizes.
+//   faults_campaign [--stride N] [--only NAME] [--part calls|places|disk|sizes] [DIRECTORY...]
 // Works in a directory of its own under TMPDIR. A DIRECTORY holds the inputs of a further model, of which every N-th
 // call fails. Exit status 0: every run kept the log's promise.
 #include "faults/campaign.h"
@@ -55,6 +56,7 @@ void run_model(const choice& chosen, const fault_model& model, bool small, bool 
         std::printf(" %d %s%s", prepared.clean.calls[kind], call_names[kind], kind + 1 < kinds_of_call ? "," : "\n");
     std::fflush(stdout);
     if (chosen.has("calls")) fail_every_call(prepared, small ? 1 : chosen.stride, lasting_faults::too, counts);
+    if (chosen.has("places")) stop_reading(prepared, stopping_places::all, small ? 1000 : 3, counts);
     if (chosen.has("disk")) {
         limit_files(prepared, small ? 97 : 100003, counts);
         fill_each_file(prepared, counts);
@@ -66,6 +68,8 @@ void run_model(const choice& chosen, const fault_model& model, bool small, bool 
 void print_counts(const campaign_counts& counts)
 {
     for (const auto& [message, times] : counts.messages) std::printf("%7d  %s", times, message.c_str());
+    std::printf("Of these, about files and arrays for which no stage's description has a message:\n");
+    for (const auto& [message, times] : counts.left_open) std::printf("%7d  %s", times, message.c_str());
     std::printf("%-16s", "cause");
     for (const char* name : verdict_names) std::printf("%20s", name);
     std::printf("\n");

@@ -1,5 +1,7 @@
-// A slice of the campaign: every platform call of one model with a whole circuit, a full disk, damaged sizes.
+// A slice of the campaign: every platform call of one model with a whole circuit, files that cannot be read to their
+// end, a full disk, damaged sizes.
 #include "faults/campaign.h"
+#include "faults/expected_messages.h"
 
 #include <cstdio>
 
@@ -38,9 +40,11 @@ protected:
 
 #if defined(TARNEL_ADDRESS_SANITIZER) // a run takes ten times as long
 constexpr int every = 5;
+constexpr std::size_t places_of_a_file = 1;
 constexpr std::size_t damaged_bytes = 4;
 #else
 constexpr int every = 1;
+constexpr std::size_t places_of_a_file = 30;
 constexpr std::size_t damaged_bytes = 8;
 #endif
 
@@ -63,6 +67,18 @@ TEST_F(faults, whichever_call_of_a_circuit_model_fails_the_log_tells_it_or_the_r
     EXPECT_EQ(counts.messages["  Error. Can't open at-felm-struct.org.\n"], 3); // renamed, opened, its stream set up
     // The rewriting of the solution by the circuits' stage, in its midst: after the solver, written by three solutions.
     EXPECT_GE(counts.messages["      Error. in t-femr-solution.tmp(w2).\n"], 4);
+}
+
+TEST_F(faults, a_file_that_cannot_be_read_from_an_item_on_names_that_item)
+{
+    stop_reading(prepared("whole circuit, ICCG"), stopping_places::first_of_each_kind, places_of_a_file, counts);
+    expect_no_violation(counts);
+    if (every > 1) return;
+    for (const char* item :
+         {"t-matrix-index.tmp(r3)", "t-femr-matrix.tmp(r2)", "t-femr-solution-00002.tmp(r2)",
+          "t-volt-data1.tmp(r:nvect)", "t-volt-data2.tmp(r:v-i for diode)", "at-fixc-data.tmp(r-f4)"})
+        EXPECT_GT(counts.messages["      Error. in " + std::string(item) + ".\n"], 0) << item;
+    EXPECT_EQ(counts.messages["      Error. EOF found in data line. \n"], 7); // the text inputs
 }
 
 TEST_F(faults, without_disk_space_from_some_write_on_no_log_has_the_end_line)
@@ -120,4 +136,44 @@ TEST_F(faults, what_would_be_a_lie_is_judged_a_violation)
     EXPECT_EQ(judge_fault(model, {call::open, 5, false}, lying).is, verdict::violation);
     lying.outcome.log = "  Error. Can't open another-file.tmp.\n";
     EXPECT_EQ(judge_fault(model, {call::open, 5, false}, lying).is, verdict::violation);
+}
+
+TEST(expected_messages, are_those_of_the_stage_that_runs_and_of_the_item_at_the_place)
+{
+    // One unknown: ndim, count, column, ndim.
+    const file_contents files = {{"t-matrix-index.tmp", bytes().add_i(1).add_i(1).add_i(0).add_i(1).text()}};
+    const auto of_index = [&files](const std::string& stage, const std::string& tag, std::int64_t place) {
+        return told("    === in func. " + stage + " ===\n", "      Error. in t-matrix-index.tmp(" + tag + ").\n",
+                    {call::read, "t-matrix-index.tmp", place}, files);
+    };
+    EXPECT_EQ(of_index("eat_calc_fem_matrix", "r1", 0), telling::exact);
+    EXPECT_EQ(of_index("eat_calc_fem_matrix", "r2", 0), telling::wrong);
+    EXPECT_EQ(of_index("eat_calc_fem_matrix", "r2", 4), telling::exact);
+    EXPECT_EQ(of_index("eat_calc_fem_matrix", "r3", 11), telling::exact);
+    EXPECT_EQ(of_index("t_real_mtsolv_iccg", "r4", 12), telling::exact);
+    EXPECT_EQ(of_index("eat_calc_fem_matrix", "r4", 12), telling::wrong); // which does not read the second ndim
+    EXPECT_EQ(of_index("eat_set_matrix_index", "r1", 0), telling::wrong); // which writes the file
+
+    const auto of_array = [](const std::string& heading, const std::string& array) {
+        return told("    === " + heading + " ===\n", "      Error. Can't allocate (" + array + ").\n",
+                    {.kind = call::allocate}, {});
+    };
+    EXPECT_EQ(of_array("in func. t_set_felm_cntr", "ggg"), telling::exact);
+    EXPECT_EQ(of_array("func. t_set_felm_cntr", "ggg"), telling::wrong); // its files are still being opened
+    EXPECT_EQ(of_array("in func. t_set_felm_cntr", "xvecr"), telling::wrong);
+    EXPECT_EQ(of_array("func. t_set_felm_cntr", "stream"), telling::left_open);
+}
+
+TEST(expected_messages, follow_the_line_that_announces_the_file)
+{
+    const file_contents files = {{"t-node-data.txt", "1 0 0.5 0.5 0\n"}};
+    const std::string heading = "    === in func. t_rd_node_data ===\n";
+    const std::string message =
+        "      Error. EOF found in data line. \n             at line : 1 0" + std::string(98, ' ');
+    const failed_call failed = {call::read, "t-node-data.txt", 3};
+    EXPECT_EQ(told(heading + "        Now, reading t-node-data.txt. \n", message, failed, files), telling::exact);
+    EXPECT_EQ(told(heading, message, failed, files), telling::wrong);
+    EXPECT_EQ(
+        told(heading + "        Now, reading t-node-data.txt. \n", message, {call::read, "t-node-data.txt", 5}, files),
+        telling::wrong);
 }

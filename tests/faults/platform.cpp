@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <limits>
 
 #include <fcntl.h>
 #include <malloc.h>
@@ -32,16 +33,24 @@ void disarm_platform()
     armed = nullptr;
 }
 
+static void keep_failure(const char* path, std::int64_t place)
+{
+    const auto kept = static_cast<std::size_t>(armed->failures);
+    const bool again = kept > 0 && kept <= failures_kept && std::strcmp(armed->failed_path[kept - 1], path) == 0;
+    if (!again) ++armed->failures;
+    if (!again && kept >= failures_kept) return;
+    const std::size_t at = again ? kept - 1 : kept;
+    std::snprintf(armed->failed_path[at], sizeof armed->failed_path[at], "%s", path);
+    armed->failed_place[at] = place;
+}
+
 // Counts a call; true when it is to fail.
-static bool fails(call kind, const char* path)
+static bool fails(call kind, const char* path, std::int64_t place = place_unknown)
 {
     const int number = ++armed->calls[static_cast<std::size_t>(kind)];
     if (plan.number == 0 || kind != plan.kind) return false;
     if (number != plan.number && !(plan.lasting && number > plan.number)) return false;
-    const auto kept = static_cast<std::size_t>(armed->failures);
-    if (kept > 0 && kept <= failures_kept && std::strcmp(armed->failed_path[kept - 1], path) == 0) return true;
-    if (kept < failures_kept) std::snprintf(armed->failed_path[kept], sizeof armed->failed_path[kept], "%s", path);
-    ++armed->failures;
+    keep_failure(path, place);
     return true;
 }
 
@@ -50,6 +59,7 @@ struct opened_file {
     int descriptor = -1;
     char path[80] = {};
     bool reading = false;
+    std::int64_t readable = std::numeric_limits<std::int64_t>::max(); // bytes
     std::FILE* stream = nullptr;
     opened_file* next = nullptr;
 };
@@ -63,6 +73,11 @@ static const opened_file& file_of(const std::FILE* stream)
     return none;
 }
 
+static std::int64_t place_of(const opened_file& file)
+{
+    return file.descriptor < 0 ? place_unknown : static_cast<std::int64_t>(lseek64(file.descriptor, 0, SEEK_CUR));
+}
+
 static void forget(opened_file* file)
 {
     opened_file** link = &all_opened;
@@ -74,17 +89,24 @@ static void forget(opened_file* file)
 static ssize_t read_file_bytes(void* cookie, char* to, std::size_t n)
 {
     const auto* file = static_cast<opened_file*>(cookie);
-    if (armed != nullptr && fails(call::read, file->path)) {
+    const std::int64_t place = place_of(*file);
+    bool failing = armed != nullptr && fails(call::read, file->path, place);
+    if (armed != nullptr && place >= file->readable) {
+        keep_failure(file->path, place);
+        failing = true;
+    }
+    if (failing) {
         errno = EIO;
         return -1;
     }
-    return read(file->descriptor, to, n);
+    return read(file->descriptor, to, std::min(n, static_cast<std::size_t>(file->readable - place)));
 }
 
 static ssize_t write_file_bytes(void* cookie, const char* from, std::size_t n)
 {
     const auto* file = static_cast<opened_file*>(cookie);
-    const bool failing = armed != nullptr && fails(call::write, file->path);
+    const bool failing =
+        armed != nullptr && fails(call::write, file->path, place_of(*file) + static_cast<std::int64_t>(n));
     if (failing) armed->output_failed = true;
     const std::size_t accepted = failing ? n / 2 : n;
     std::size_t done = 0;
@@ -114,7 +136,7 @@ static int close_file(void* cookie)
     bool failing = false;
     if (armed != nullptr) {
         --armed->streams;
-        failing = fails(call::close, file->path);
+        failing = fails(call::close, file->path, place_of(*file));
         if (failing && !file->reading) armed->output_failed = true;
     }
     const int closed = close(file->descriptor);
@@ -124,9 +146,13 @@ static int close_file(void* cookie)
     return -1;
 }
 
-static void put_damage(const char* path)
+static bool is_damaged_now(const char* path)
 {
-    if (std::strcmp(path, damaging.path) != 0 || ++openings != damaging.opening) return;
+    return std::strcmp(path, damaging.path) == 0 && ++openings == damaging.opening;
+}
+
+static void put_value(const char* path)
+{
     const int file = open(path, O_WRONLY);
     if (file < 0) return;
     armed->damaged = pwrite(file, &damaging.value, sizeof damaging.value, static_cast<off_t>(damaging.offset)) ==
@@ -155,12 +181,17 @@ std::FILE* __wrap_fopen(const char* path, const char* mode)
         return nullptr;
     }
     const bool reading = mode[0] == 'r';
-    if (reading) put_damage(path);
+    const bool damaged = reading && is_damaged_now(path);
+    if (damaged && !damaging.unreadable) put_value(path);
     const int descriptor = open(path, reading ? O_RDONLY : O_WRONLY | O_CREAT | O_TRUNC, 0666);
     if (descriptor < 0) return nullptr;
     auto* file = new opened_file{.descriptor = descriptor, .reading = reading, .next = all_opened};
     all_opened = file;
     std::snprintf(file->path, sizeof file->path, "%s", path);
+    if (damaged && damaging.unreadable) {
+        file->readable = static_cast<std::int64_t>(damaging.offset);
+        armed->damaged = true;
+    }
     file->stream = fopencookie(file, mode, {read_file_bytes, write_file_bytes, seek_file, close_file});
     if (file->stream != nullptr) {
         ++armed->streams;
@@ -183,7 +214,9 @@ int __wrap_setvbuf(std::FILE* f, char* buffer, int mode, std::size_t n)
 
 int __wrap_fflush(std::FILE* f)
 {
-    if (armed == nullptr || !fails(call::flush, file_of(f).path)) return __real_fflush(f);
+    if (armed == nullptr) return __real_fflush(f);
+    const opened_file& file = file_of(f);
+    if (!fails(call::flush, file.path, place_of(file))) return __real_fflush(f);
     armed->output_failed = true;
     errno = EIO;
     return EOF;

@@ -23,26 +23,31 @@ struct fault {
     bool lasting = false; // so do all later ones of its kind
 };
 
-// An int32 put into a file when it is opened for reading for the n-th time.
+// What befalls a file when it is opened for reading for the n-th time: an int32 put into it, or bytes that cannot be
+// read any more, from a place on.
 struct damage {
     char path[80] = {}; // empty: none
     int opening = 1;
     std::size_t offset = 0;
     std::int32_t value = 0;
+    bool unreadable = false;
 };
 
 inline constexpr std::size_t failures_kept = 64;
+inline constexpr std::int64_t place_unknown = -1;
 
 // What a run did with the platform; in memory shared with the process that runs it.
 struct platform_record {
     int calls[kinds_of_call];
     int failures;                        // calls that failed, counted once when they follow each other on a file
-    char failed_path[failures_kept][80]; // of the first of these; empty for an allocation
-    long arrays, streams;                // allocated and not freed, opened and not closed
-    std::size_t bytes, peak_bytes;       // allocated, and the most that were at a time
-    bool output_failed;                  // a write, a flush, or the closing of a file that was written
-    bool damaged;                        // the damage was done
-    bool ended_itself;                   // by exit; what was left then:
+    char failed_path[failures_kept][80]; // empty for an allocation
+    // Byte of the file that a read asked for; end of the bytes that output handed over, with that call and before.
+    std::int64_t failed_place[failures_kept];
+    long arrays, streams;          // allocated and not freed, opened and not closed
+    std::size_t bytes, peak_bytes; // allocated, and the most that were at a time
+    bool output_failed;            // a write, a flush, or the closing of a file that was written
+    bool damaged;                  // the damage was done
+    bool ended_itself;             // by exit; what was left then:
     long arrays_at_exit, streams_at_exit;
 };
 
