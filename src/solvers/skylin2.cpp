@@ -159,12 +159,12 @@ static column_expectation as_before(const substitution& work, std::int32_t j, st
     return {work.linsky[at], work.iadlin[at], running};
 }
 
-// Reads the records of the columns [first, end) one by one, which says at which item a file is cut.
-static void read_columns_again(substitution& work, std::int32_t first, std::int32_t end, input_file& file,
-                               std::FILE* log)
+// Reads the records of the columns [first, end) one by one, which says at which item a file is cut; their addresses
+// start with `running`.
+static void read_columns_again(substitution& work, std::int32_t first, std::int32_t end, std::int32_t running,
+                               input_file& file, std::FILE* log)
 {
     std::size_t place = 0;
-    std::int32_t running = 0;
     for (std::int32_t j = first; j < end; ++j) {
         const auto column = read_column_head(log, file, j, work.setup.work_length, as_before(work, j, running));
         double* terms = room_for_terms(work, file, place + 1, column.height, log);
@@ -174,14 +174,22 @@ static void read_columns_again(substitution& work, std::int32_t first, std::int3
     }
 }
 
-// Reads the records of the columns [first, end) at once; their addresses start with `running`.
+static void go_to(input_file& file, std::int64_t offset, std::FILE* log)
+{
+    if (!seek_to(file, static_cast<std::uint64_t>(offset))) fail_in_file(log, file.name, "r1");
+}
+
+// Reads the records of the columns [first, end) at once.
 static void read_records(substitution& work, std::int32_t first, std::int32_t end, std::int64_t offset,
                          std::int64_t doubles, std::int32_t running, input_file& file, std::FILE* log)
 {
-    if (!seek_to(file, static_cast<std::uint64_t>(offset))) fail_in_file(log, file.name, "r1");
+    go_to(file, offset, log);
     reserve(log, "aaa", work.aaa, static_cast<std::size_t>(doubles));
     const double* record = work.aaa.values.get();
-    read_values(log, file, work.aaa.values.get(), static_cast<std::size_t>(doubles), "r6");
+    if (!read_bytes(file, work.aaa.values.get(), static_cast<std::size_t>(doubles) * sizeof(double))) {
+        go_to(file, offset, log);
+        return read_columns_again(work, first, end, running, file, log);
+    }
     for (std::int32_t j = first; j < end; ++j) {
         column_record column;
         std::memcpy(&column, record, sizeof column);
@@ -224,7 +232,7 @@ static void eliminate_block(substitution& work, const block_header& header, doub
     }
     const std::uint64_t left = bytes_left(file);
     if (left == unknown_size || left < static_cast<std::uint64_t>(offset) - sizeof header) {
-        read_columns_again(work, header.first, header.end, file, log); // a pipe comes in its order
+        read_columns_again(work, header.first, header.end, 0, file, log); // a pipe comes in its order
         return eliminate_backward(work, header.first, header.end, x);
     }
     for (std::int32_t end = header.end, first = end; end > header.first; end = first) {

@@ -71,14 +71,16 @@ TEST_F(faults, whichever_call_of_a_circuit_model_fails_the_log_tells_it_or_the_r
 
 TEST_F(faults, a_file_that_cannot_be_read_from_an_item_on_names_that_item)
 {
-    stop_reading(prepared("whole circuit, ICCG"), stopping_places::first_of_each_kind, places_of_a_file, counts);
+    stop_reading(prepared("whole circuit, skyline in blocks"), stopping_places::first_of_each_kind, places_of_a_file,
+                 counts);
     expect_no_violation(counts);
     if (every > 1) return;
-    for (const char* item :
-         {"t-matrix-index.tmp(r3)", "t-femr-matrix.tmp(r2)", "t-femr-solution-00002.tmp(r2)",
-          "t-volt-data1.tmp(r:nvect)", "t-volt-data2.tmp(r:v-i for diode)", "at-fixc-data.tmp(r-f4)"})
+    for (const char* item : {"t-matrix-index.tmp(r3)", "t-femr-matrix.tmp(r2)", "t-femr-solution-00002.tmp(r2)",
+                             "t-volt-data1.tmp(r:nvect)", "t-volt-data2.tmp(r:v-i for diode)", "at-fixc-data.tmp(r-f4)",
+                             "header of work file for sky-line solver(r1)", "work file for sky-line solver(r6)"})
         EXPECT_GT(counts.messages["      Error. in " + std::string(item) + ".\n"], 0) << item;
-    EXPECT_EQ(counts.messages["      Error. EOF found in data line. \n"], 7); // the text inputs
+    // The text inputs, and the list of the blocks for the factor and for each of three right-hand sides.
+    EXPECT_EQ(counts.messages["      Error. EOF found in data line. \n"], 7 + 4);
 }
 
 TEST_F(faults, without_disk_space_from_some_write_on_no_log_has_the_end_line)
