@@ -196,8 +196,9 @@ judgement judge_fault(const prepared_model& model, const fault& planned, const w
         if (how == telling::exact) return {verdict::named, message};
         if (how == telling::left_open) return {verdict::named, message, stage_of(said)};
     }
-    return {verdict::violation, "a failure of \"" + failed[0].path + "\" at byte " + std::to_string(failed[0].place) +
-                                    " in " + stage_of(said) + " is told as \"" + message + "\""};
+    std::string cause = failed[0].path.empty() ? "an array" : failed[0].path;
+    if (failed[0].place != place_unknown) cause += " at byte " + std::to_string(failed[0].place);
+    return {verdict::violation, "in " + stage_of(said) + ", a failure of " + cause + " is told as \"" + message + "\""};
 }
 
 judgement judge_shortage(const prepared_model& model, const watched_run& run)

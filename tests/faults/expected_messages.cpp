@@ -309,7 +309,7 @@ std::string message_of_line(const std::string& file, const std::string& content,
         return "      Error. in t-skylin.txt(2).\n"
                "      Error. no. of file name is less than max_matdiv. \n"
                "             max_matdiv = " +
-               std::to_string(blocks) + "  im = " + std::to_string(lines - 1) + " \n";
+               std::to_string(blocks) + "  im = " + std::to_string(lines) + " \n"; // the name that is missing, from 1
     }
     std::string line = before.substr(before.rfind('\n') + 1);
     line.resize(101, ' ');
@@ -334,7 +334,9 @@ bool tells_the_item(const std::string& message, const file_of_stage& file, int n
     for (const file_item& item : items_of_file(file.name, content)) {
         if (failed.kind == call::read ? item.end <= place : item.end < place) continue;
         const auto kind = static_cast<std::size_t>(item.kind);
-        return kind < file.items.size() && message == message_of_item(file, file.items[kind], number);
+        if (kind < file.items.size() && message == message_of_item(file, file.items[kind], number)) return true;
+        if (failed.kind == call::read || item.end > place) return false;
+        // A piece that ends with an item goes out when the next one finds no room.
     }
     return false;
 }

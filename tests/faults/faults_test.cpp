@@ -156,6 +156,16 @@ TEST(expected_messages, are_those_of_the_stage_that_runs_and_of_the_item_at_the_
     EXPECT_EQ(of_index("eat_calc_fem_matrix", "r4", 12), telling::wrong); // which does not read the second ndim
     EXPECT_EQ(of_index("eat_set_matrix_index", "r1", 0), telling::wrong); // which writes the file
 
+    const auto of_writing = [&files](const std::string& tag, std::int64_t place) {
+        return told("    === in func. eat_set_matrix_index ===\n", "      Error. in t-matrix-index.tmp(" + tag + ").\n",
+                    {call::write, "t-matrix-index.tmp", place}, files);
+    };
+    EXPECT_EQ(of_writing("w2", 6), telling::exact);
+    EXPECT_EQ(of_writing("w3", 6), telling::wrong);
+    EXPECT_EQ(of_writing("w2", 8), telling::exact);
+    EXPECT_EQ(of_writing("w3", 8), telling::exact); // with which a full buffer went out
+    EXPECT_EQ(of_writing("w4", 8), telling::wrong);
+
     const auto of_array = [](const std::string& heading, const std::string& array) {
         return told("    === " + heading + " ===\n", "      Error. Can't allocate (" + array + ").\n",
                     {.kind = call::allocate}, {});
@@ -164,6 +174,23 @@ TEST(expected_messages, are_those_of_the_stage_that_runs_and_of_the_item_at_the_
     EXPECT_EQ(of_array("func. t_set_felm_cntr", "ggg"), telling::wrong); // its files are still being opened
     EXPECT_EQ(of_array("in func. t_set_felm_cntr", "xvecr"), telling::wrong);
     EXPECT_EQ(of_array("func. t_set_felm_cntr", "stream"), telling::left_open);
+}
+
+TEST(expected_messages, count_the_names_of_blocks)
+{
+    const file_contents files = {{"t-skylin.txt", "9 2 20\nA\nB\n"}};
+    const auto of_names = [&files](const std::string& im, std::int64_t place) {
+        return told("    === in func. t_real_mtsolv_skylin1 ===\n        Now, reading t-skylin.txt. \n",
+                    "      Error. in t-skylin.txt(2).\n"
+                    "      Error. no. of file name is less than max_matdiv. \n"
+                    "             max_matdiv = 2  im = " +
+                        im + " \n",
+                    {call::read, "t-skylin.txt", place}, files);
+    };
+    EXPECT_EQ(of_names("1", 8), telling::exact);
+    EXPECT_EQ(of_names("2", 9), telling::exact);
+    EXPECT_EQ(of_names("1", 9), telling::wrong);
+    EXPECT_EQ(of_names("1", 6), telling::wrong); // still in the first line
 }
 
 TEST(expected_messages, follow_the_line_that_announces_the_file)
