@@ -17,8 +17,6 @@ column_group make_group(std::FILE* log, std::int32_t nband, std::int32_t work_le
     const auto most_tiles = static_cast<std::size_t>(group.most / tile_rows);
     group.packed = zero_array<double>(log, "work2", most_tiles * group.tile_room);
     group.top = zero_array<std::int32_t>(log, "work2", most_tiles);
-    group.zero_rows = nband;
-    group.zeros = zero_array<double>(log, "work2", static_cast<std::size_t>(nband));
     group.kernel = &kernel;
     return group;
 }
@@ -66,22 +64,17 @@ void add_column(const skyline_profile& profile, column_group& group, const doubl
     ++group.count;
 }
 
-constexpr std::int32_t most_padded_rows = 32;
-
 // Up to eight columns j of a block beside one another; those missing stand for the last with nothing of their own.
 struct column_set {
     std::int32_t first, count;
     std::int32_t top[tile_columns]; // topmost row of each
-    std::int32_t highest;           // of the tops
+    std::int32_t highest, lowest;   // of the tops
     double* diagonal[tile_columns]; // term of row i at diagonal[c][first - i]
-    // Most tops lie close together: the rows [highest, padded_end) with zeros above each column.
-    std::int32_t padded_end;
-    double padded[tile_columns][most_padded_rows]; // row i at [c][highest + most_padded_rows - 1 - i]
+    const double* longest;          // of these, that of a highest top
 };
 
-// The columns [j, j + count), whose rows before `finished` are finished.
 static void take_columns(const skyline_profile& profile, const skyline_block& block, std::int32_t j, std::int32_t count,
-                         std::int32_t finished, column_set& set)
+                         column_set& set)
 {
     set.first = j;
     set.count = count;
@@ -90,42 +83,31 @@ static void take_columns(const skyline_profile& profile, const skyline_block& bl
         set.top[c] = column_top(profile, column);
         set.diagonal[c] = block_column(profile, block, column) + (column - j);
     }
-    set.highest = *std::min_element(set.top, set.top + tile_columns);
-    const std::int32_t most = std::max(set.highest, std::min(set.highest + most_padded_rows, finished));
-    set.padded_end = set.highest;
-    for (const std::int32_t top : set.top)
-        if (top <= most) set.padded_end = std::max(set.padded_end, top);
-    for (std::int32_t c = 0; c < tile_columns; ++c)
-        for (std::int32_t i = set.highest; i < set.padded_end; ++i)
-            set.padded[c][set.highest + most_padded_rows - 1 - i] = i < set.top[c] ? 0.0 : set.diagonal[c][j - i];
+    const std::int32_t* highest = std::min_element(set.top, set.top + tile_columns);
+    set.highest = *highest;
+    set.longest = set.diagonal[highest - set.top];
+    set.lowest = *std::max_element(set.top, set.top + tile_columns);
 }
 
 // Adds the rows [from, end) to the sums of a tile, as far as the tile and each column reach up.
 static void add_rows(const column_group& group, std::int32_t m, const column_set& set, std::int32_t from,
                      std::int32_t end, double sums[tile_columns][tile_rows])
 {
+    constexpr std::int32_t most_alone = 16; // rows that columns which began higher up may have to themselves
     const std::int32_t w_top = group.top[static_cast<std::size_t>(m)];
-    const auto w_at = [&](std::int32_t k) {
-        return tile_of(group, m) + static_cast<std::size_t>(k - w_top) * tile_rows;
-    };
-    from = std::max({from, w_top, set.highest});
     const double* u[tile_columns];
-    if (from < std::min(end, set.padded_end)) {
-        const std::int32_t to = std::min(end, set.padded_end);
-        for (std::int32_t c = 0; c < tile_columns; ++c)
-            u[c] = set.padded[c] + (set.highest + most_padded_rows - 1 - from);
-        group.kernel->add_columns(static_cast<std::size_t>(to - from), w_at(from), u, sums);
-        from = to;
-    }
-    while (from < end) { // columns that begin further down are zeros until then
-        std::int32_t to = end;
-        for (std::int32_t c = 0; c < tile_columns; ++c) {
-            const bool begun = set.top[c] <= from;
-            u[c] = begun ? set.diagonal[c] + (set.first - from) : group.zeros.get() + (group.zero_rows - 1);
-            if (!begun) to = std::min(to, set.top[c]);
+    std::ptrdiff_t begin[tile_columns];
+    std::int32_t to = end;
+    for (from = std::max({from, w_top, set.highest}); from < end; from = to, to = end) {
+        const bool all = set.lowest <= from;
+        for (std::int32_t c = 0; !all && c < tile_columns; ++c) {
+            begin[c] = std::max(0, set.top[c] - from);
+            if (begin[c] > most_alone) to = std::min(to, set.top[c]);
         }
-        group.kernel->add_columns(static_cast<std::size_t>(to - from), w_at(from), u, sums);
-        from = to;
+        for (std::int32_t c = 0; c < tile_columns; ++c)
+            u[c] = (all || begin[c] < to - from ? set.diagonal[c] : set.longest) + (set.first - from);
+        group.kernel->add_columns(to - from, tile_of(group, m) + static_cast<std::size_t>(from - w_top) * tile_rows, u,
+                                  all ? nullptr : begin, sums);
     }
 }
 
@@ -154,7 +136,7 @@ static void apply_tiles(const skyline_profile& profile, const column_group& grou
     const std::int32_t group_top = *std::min_element(group.top.get() + m_first, group.top.get() + m_end);
     column_set set;
     for (std::int32_t j = from; j < end; j += tile_columns) {
-        take_columns(profile, block, j, std::min(tile_columns, end - j), rows_first, set);
+        take_columns(profile, block, j, std::min(tile_columns, end - j), set);
         if (set.highest >= rows_end) continue; // these columns do not reach up to the group
         double sums[most_group_columns / tile_rows][tile_columns][tile_rows] = {};
         for (std::int32_t k = std::max(group_top, set.highest); k < rows_first; k += rows_at_a_time)
@@ -228,7 +210,7 @@ static void factorise_tile(const skyline_profile& profile, const skyline_block& 
     double sums[tile_rows][tile_rows] = {}; // by column, then row
     column_set set;
     for (std::int32_t c = 0; c < columns; c += tile_columns) {
-        take_columns(profile, block, first + c, std::min(tile_columns, columns - c), first, set);
+        take_columns(profile, block, first + c, std::min(tile_columns, columns - c), set);
         add_rows(group, m, set, top, first, sums + c);
     }
 

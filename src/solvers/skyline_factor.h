@@ -44,8 +44,6 @@ struct column_group {
     std::size_t tile_room = 0;     // doubles of a tile
     owned_array<double> packed;    // tiles one after another, each from its top row
     owned_array<std::int32_t> top; // lowest row of each tile
-    std::int32_t zero_rows = 0;    // what a column is above its top
-    owned_array<double> zeros;
     const tile_kernel* kernel = nullptr;
 };
 

@@ -17,12 +17,14 @@ namespace tarnel
 // One text for every processor: each form compiles it for its own width.
 #define TARNEL_EVERY_WIDTH [[gnu::always_inline]] static inline
 
-TARNEL_EVERY_WIDTH void add_one_column(std::size_t n, const double* w, const double* u, double sums[tile_rows])
+// Terms k = begin .. n - 1 of one column.
+TARNEL_EVERY_WIDTH void add_one_column(std::ptrdiff_t begin, std::ptrdiff_t n, const double* w, const double* u,
+                                       double sums[tile_rows])
 {
     double s[tile_rows];
     std::copy(sums, sums + tile_rows, s);
-    for (std::size_t k = 0; k < n; ++k, w += tile_rows, --u)
-        for (int r = 0; r < tile_rows; ++r) s[r] += w[r] * *u;
+    for (std::ptrdiff_t k = begin; k < n; ++k)
+        for (int r = 0; r < tile_rows; ++r) s[r] += w[k * tile_rows + r] * u[-k];
     std::copy(s, s + tile_rows, sums);
 }
 
@@ -54,10 +56,10 @@ static bool whole_tile(int rows, const int top[tile_columns])
     return rows == tile_rows && *std::max_element(top, top + tile_columns) <= 0;
 }
 
-static void add_columns_portable(std::size_t n, const double* w, const double* const u[tile_columns],
-                                 double sums[tile_columns][tile_rows])
+static void add_columns_portable(std::ptrdiff_t n, const double* w, const double* const u[tile_columns],
+                                 const std::ptrdiff_t begin[tile_columns], double sums[tile_columns][tile_rows])
 {
-    for (int c = 0; c < tile_columns; ++c) add_one_column(n, w, u[c], sums[c]);
+    for (int c = 0; c < tile_columns; ++c) add_one_column(begin != nullptr ? begin[c] : 0, n, w, u[c], sums[c]);
 }
 
 static void finish_rows_portable(int rows, const double* w, const double* pivots, double* const u[tile_columns],
@@ -73,35 +75,59 @@ const tile_kernel portable_tile_kernel = {add_columns_portable, finish_rows_port
 
 #if TARNEL_LANES >= 4
 
+// The first k that every column has, of those that begin.
+TARNEL_EVERY_WIDTH std::ptrdiff_t all_begun(std::ptrdiff_t n, const std::ptrdiff_t begin[], int columns)
+{
+    std::ptrdiff_t last = 0;
+    for (int c = 0; c < columns; ++c)
+        if (begin[c] < n) last = std::max(last, begin[c]);
+    return last;
+}
+
 // A multiplication and an addition per entry and k, never fused. Eight rows of four columns at a time: their sums stay
-// in registers.
-[[gnu::target("avx2")]] static void add_columns_avx2(std::size_t n, const double* w,
+// in registers. A column is worked on alone until all have begun.
+[[gnu::target("avx2")]] static void add_columns_avx2(std::ptrdiff_t n, const double* w,
                                                      const double* const u[tile_columns],
+                                                     const std::ptrdiff_t begin[tile_columns],
                                                      double sums[tile_columns][tile_rows])
 {
     constexpr int rows = 8, columns = 4;
     for (int first = 0; first < tile_columns; first += columns)
         for (int row = 0; row < tile_rows; row += rows) {
             __m256d s[columns][2];
+#pragma GCC unroll 4
             for (int c = 0; c < columns; ++c) {
                 s[c][0] = _mm256_loadu_pd(sums[first + c] + row);
                 s[c][1] = _mm256_loadu_pd(sums[first + c] + row + 4);
             }
             const double* wk = w + row;
             const double* uk[columns] = {u[first], u[first + 1], u[first + 2], u[first + 3]};
-            const auto end = -static_cast<std::ptrdiff_t>(n);
-            for (std::ptrdiff_t k = 0; k > end; --k, wk += tile_rows) {
+            const std::ptrdiff_t together = begin != nullptr ? all_begun(n, begin + first, columns) : 0;
+            if (together > 0)
+#pragma GCC unroll 4
+                for (int c = 0; c < columns; ++c)
+                    for (std::ptrdiff_t k = begin[first + c]; k < together; ++k) {
+                        const __m256d factor = _mm256_broadcast_sd(uk[c] - k);
+                        s[c][0] = _mm256_add_pd(s[c][0], _mm256_mul_pd(_mm256_loadu_pd(wk + k * tile_rows), factor));
+                        s[c][1] =
+                            _mm256_add_pd(s[c][1], _mm256_mul_pd(_mm256_loadu_pd(wk + k * tile_rows + 4), factor));
+                    }
+            wk += together * tile_rows;
+            for (std::ptrdiff_t k = -together; k > -n; --k, wk += tile_rows) {
                 const __m256d low = _mm256_loadu_pd(wk), high = _mm256_loadu_pd(wk + 4);
+#pragma GCC unroll 4
                 for (int c = 0; c < columns; ++c) {
                     const __m256d factor = _mm256_broadcast_sd(uk[c] + k);
                     s[c][0] = _mm256_add_pd(s[c][0], _mm256_mul_pd(low, factor));
                     s[c][1] = _mm256_add_pd(s[c][1], _mm256_mul_pd(high, factor));
                 }
             }
-            for (int c = 0; c < columns; ++c) {
-                _mm256_storeu_pd(sums[first + c] + row, s[c][0]);
-                _mm256_storeu_pd(sums[first + c] + row + 4, s[c][1]);
-            }
+#pragma GCC unroll 4
+            for (int c = 0; c < columns; ++c)
+                if (begin == nullptr || begin[first + c] < n) {
+                    _mm256_storeu_pd(sums[first + c] + row, s[c][0]);
+                    _mm256_storeu_pd(sums[first + c] + row + 4, s[c][1]);
+                }
         }
 }
 
@@ -120,32 +146,48 @@ const tile_kernel portable_tile_kernel = {add_columns_portable, finish_rows_port
 #if TARNEL_LANES >= 8
 
 // Both halves of the rows take each factor from memory as an operand of their own multiplication: a factor shared in a
-// register is slower by a third. The empty statement keeps the compiler from sharing it.
-[[gnu::target("avx512f")]] static void add_columns_avx512(std::size_t n, const double* w,
+// register is slower by a third. The empty statement keeps the compiler from sharing it. A column is worked on alone
+// until all have begun.
+[[gnu::target("avx512f")]] static void add_columns_avx512(std::ptrdiff_t n, const double* w,
                                                           const double* const u[tile_columns],
+                                                          const std::ptrdiff_t begin[tile_columns],
                                                           double sums[tile_columns][tile_rows])
 {
     __m512d low[tile_columns], high[tile_columns];
     const double* column[tile_columns];
+#pragma GCC unroll 8
     for (int c = 0; c < tile_columns; ++c) {
         low[c] = _mm512_loadu_pd(sums[c]);
         high[c] = _mm512_loadu_pd(sums[c] + 8);
         column[c] = u[c];
     }
-    const auto end = -static_cast<std::ptrdiff_t>(n);
-    for (std::ptrdiff_t k = 0; k > end; --k, w += tile_rows) {
+    const std::ptrdiff_t together = begin != nullptr ? all_begun(n, begin, tile_columns) : 0;
+    if (together > 0)
+#pragma GCC unroll 8
+        for (int c = 0; c < tile_columns; ++c)
+            for (std::ptrdiff_t k = begin[c]; k < together; ++k) {
+                const __m512d factor = _mm512_set1_pd(column[c][-k]);
+                low[c] = _mm512_add_pd(low[c], _mm512_mul_pd(_mm512_loadu_pd(w + k * tile_rows), factor));
+                high[c] = _mm512_add_pd(high[c], _mm512_mul_pd(_mm512_loadu_pd(w + k * tile_rows + 8), factor));
+            }
+    w += together * tile_rows;
+    for (std::ptrdiff_t k = -together; k > -n; --k, w += tile_rows) {
         const __m512d w_low = _mm512_loadu_pd(w), w_high = _mm512_loadu_pd(w + 8);
+#pragma GCC unroll 8
         for (int c = 0; c < tile_columns; ++c)
             low[c] = _mm512_add_pd(low[c], _mm512_mul_pd(w_low, _mm512_set1_pd(column[c][k])));
         std::ptrdiff_t again = k;
         asm("" : "+r"(again));
+#pragma GCC unroll 8
         for (int c = 0; c < tile_columns; ++c)
             high[c] = _mm512_add_pd(high[c], _mm512_mul_pd(w_high, _mm512_set1_pd(column[c][again])));
     }
-    for (int c = 0; c < tile_columns; ++c) {
-        _mm512_storeu_pd(sums[c], low[c]);
-        _mm512_storeu_pd(sums[c] + 8, high[c]);
-    }
+#pragma GCC unroll 8
+    for (int c = 0; c < tile_columns; ++c)
+        if (begin == nullptr || begin[c] < n) {
+            _mm512_storeu_pd(sums[c], low[c]);
+            _mm512_storeu_pd(sums[c] + 8, high[c]);
+        }
 }
 
 // Eight by eight numbers turned: lane c of row r to lane r of row c.

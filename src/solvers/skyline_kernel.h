@@ -12,10 +12,12 @@ inline constexpr int tile_columns = 8; // columns j
 
 // One form of the loops. Columns u run upwards in memory, as they are stored: u[-k] is the term k rows below u[0].
 struct tile_kernel {
-    // sums[c][r] += w[k][r] * u[c][-k] for k = 0 .. n - 1, ascending; product and sum are rounded apart.
-    //   w  n x 16, k by k;  u  eight columns
-    void (*add_columns)(std::size_t n, const double* w, const double* const u[tile_columns],
-                        double sums[tile_columns][tile_rows]);
+    // sums[c][r] += w[k][r] * u[c][-k] for k = begin[c] .. n - 1, ascending; product and sum are rounded apart.
+    //   w      n x 16, k by k
+    //   u      eight columns; of one that does not begin, any n terms
+    //   begin  first k of each, n or more: none; null: 0 for all
+    void (*add_columns)(std::ptrdiff_t n, const double* w, const double* const u[tile_columns],
+                        const std::ptrdiff_t begin[tile_columns], double sums[tile_columns][tile_rows]);
 
     // Rows of the tile itself, ascending: u[c][-r] = (u[c][-r] - sum) / pivots[r], the finished row entering the sums
     // of those below.

@@ -167,10 +167,41 @@ TEST(skyline_kernel, sums_of_every_length_are_those_of_one_entry_at_a_time)
         for (const tarnel::tile_kernel* form : every_form()) {
             double sums[tile_columns][tile_rows];
             std::memcpy(sums, tile.sums, sizeof sums);
-            form->add_columns(n, tile.w.data(), tile.top, sums);
+            form->add_columns(static_cast<std::ptrdiff_t>(n), tile.w.data(), tile.top, nullptr, sums);
             EXPECT_EQ(std::memcmp(sums, expected, sizeof expected), 0) << n;
         }
     }
+}
+
+// What stands before the first term is not a number, so that touching it would show.
+TEST(skyline_kernel, columns_that_begin_later_add_their_own_terms_only)
+{
+    std::mt19937 random(6);
+    const std::vector<std::vector<std::ptrdiff_t>> begins = {{0, 1, 2, 3, 4, 5, 6, 7}, {7, 6, 5, 4, 3, 2, 1, 0},
+                                                             {0, 0, 0, 0, 0, 0, 0, 9}, {5, 50, 0, 20, 21, 19, 99, 5},
+                                                             {3, 3, 3, 3, 3, 3, 3, 3}, {9, 9, 9, 9, 0, 0, 0, 0}};
+    for (const std::ptrdiff_t n : {0, 1, 3, 8, 20, 21})
+        for (const std::vector<std::ptrdiff_t>& begin : begins) {
+            tile_data tile;
+            fill_tile(static_cast<std::size_t>(n), random, tile);
+            double expected[tile_columns][tile_rows];
+            std::memcpy(expected, tile.sums, sizeof expected);
+            for (std::size_t c = 0; c < tile_columns; ++c)
+                for (std::ptrdiff_t k = 0; k < n; ++k) {
+                    double& u = tile.u[c][static_cast<std::size_t>(n - 1 - k)];
+                    if (k < begin[c]) u = std::numeric_limits<double>::quiet_NaN();
+                    for (std::size_t r = 0; k >= begin[c] && r < tile_rows; ++r) {
+                        const double term = tile.w[static_cast<std::size_t>(k) * tile_rows + r] * u;
+                        expected[c][r] = expected[c][r] + term;
+                    }
+                }
+            for (const tarnel::tile_kernel* form : every_form()) {
+                double sums[tile_columns][tile_rows];
+                std::memcpy(sums, tile.sums, sizeof sums);
+                form->add_columns(n, tile.w.data(), tile.top, begin.data(), sums);
+                EXPECT_EQ(std::memcmp(sums, expected, sizeof expected), 0) << n << " rows, last from " << begin[7];
+            }
+        }
 }
 
 // Rows of a tile in columns that begin at the given rows, worked out one entry at a time; everything else is left.
@@ -234,7 +265,7 @@ TEST(skyline_kernel, product_and_sum_are_rounded_apart)
         double sums[tile_columns][tile_rows];
         for (auto& column : sums)
             for (double& sum : column) sum = -(1.0 + 2.0 * e);
-        form->add_columns(1, w.data(), columns, sums);
+        form->add_columns(1, w.data(), columns, nullptr, sums);
         for (const auto& column : sums)
             for (const double sum : column) EXPECT_EQ(sum, 0.0);
     }
