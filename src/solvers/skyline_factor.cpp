@@ -1,7 +1,6 @@
 #include "solvers/skyline_factor.h"
 
 #include <algorithm>
-#include <cmath>
 
 namespace tarnel
 {
@@ -40,23 +39,20 @@ static std::int32_t tile_top(const skyline_profile& profile, std::int32_t first,
     return top;
 }
 
-// Starts tile m with zeros in its rows from `zeros` (its top at the earliest) on; returns its topmost row.
-static std::int32_t start_tile(const skyline_profile& profile, column_group& group, std::int32_t m, std::int32_t zeros)
+// Starts tile m; returns its topmost row.
+static std::int32_t start_tile(const skyline_profile& profile, column_group& group, std::int32_t m)
 {
     const std::int32_t first = group.first + m * tile_rows;
-    const std::int32_t top = tile_top(profile, first, std::min(first + tile_rows, profile.ndim));
-    group.top[static_cast<std::size_t>(m)] = top;
-    double* tile = tile_of(group, m);
-    std::fill(tile + static_cast<std::size_t>(std::max(zeros, top) - top) * tile_rows,
-              tile + static_cast<std::size_t>(first + tile_rows - top) * tile_rows, 0.0);
-    return top;
+    return group.top[static_cast<std::size_t>(m)] = tile_top(profile, first, std::min(first + tile_rows, profile.ndim));
 }
 
 void add_column(const skyline_profile& profile, column_group& group, const double* terms, const double pivots[])
 {
     const std::int32_t i = group.first + group.count;
     const std::int32_t m = group.count / tile_rows, slot = group.count % tile_rows;
-    if (slot == 0) start_tile(profile, group, m, 0);
+    if (slot == 0)
+        std::fill_n(tile_of(group, m),
+                    static_cast<std::size_t>(i + tile_rows - start_tile(profile, group, m)) * tile_rows, 0.0);
     const std::int32_t top = group.top[static_cast<std::size_t>(m)];
     double* w = tile_of(group, m) + slot;
     for (std::int32_t k = column_top(profile, i); k < i; ++k)
@@ -138,7 +134,7 @@ static void apply_tiles(const skyline_profile& profile, const column_group& grou
     for (std::int32_t j = from; j < end; j += tile_columns) {
         take_columns(profile, block, j, std::min(tile_columns, end - j), set);
         if (set.highest >= rows_end) continue; // these columns do not reach up to the group
-        double sums[most_group_columns / tile_rows][tile_columns][tile_rows] = {};
+        alignas(64) double sums[most_group_columns / tile_rows][tile_columns][tile_rows] = {};
         for (std::int32_t k = std::max(group_top, set.highest); k < rows_first; k += rows_at_a_time)
             for (std::int32_t m = m_first; m < m_end; ++m)
                 add_rows(group, m, set, k, std::min(k + rows_at_a_time, rows_first), sums[m]);
@@ -161,73 +157,40 @@ void apply_group(const skyline_profile& profile, const column_group& group, cons
     apply_tiles(profile, group, 0, tiles, block, from, block.end, pivots);
 }
 
-// The pivot of column j once its rows are finished, with the sum over the rows before the tile.
-static double finish_pivot(double diagonal, double sum, std::int32_t j, double eps_zero, std::FILE* log)
-{
-    const double pivot = diagonal - sum;
-    if (!(std::fabs(pivot) >= eps_zero))
-        fail(log,
-             "      Error. The global matrix is singular.\n"
-             "             unknown no. = %d \n",
-             j);
-    return pivot;
-}
-
-// w[k][i] = u_ki d_k for the columns of a tile and the rows from its top to its first column, and the sums of
-// (u_ki u_ki) d_k; a few rows at a time, so that they are turned in cache.
-static void pack_tile(const skyline_profile& profile, const skyline_block& block, std::int32_t first,
-                      std::int32_t columns, std::int32_t top, const double pivots[], double* w,
-                      double squares[tile_rows])
-{
-    constexpr std::int32_t rows_at_a_time = 32;
-    for (std::int32_t from = top; from < first; from += rows_at_a_time) {
-        const std::int32_t end = std::min(from + rows_at_a_time, first);
-        double u[rows_at_a_time][tile_rows] = {};
-        for (std::int32_t c = 0; c < columns; ++c) {
-            const std::int32_t i = first + c;
-            const double* terms = block_column(profile, block, i);
-            for (std::int32_t k = std::max(from, column_top(profile, i)); k < end; ++k) u[k - from][c] = terms[i - k];
-        }
-        for (std::int32_t k = from; k < end; ++k, w += tile_rows)
-            for (std::int32_t c = 0; c < tile_rows; ++c) {
-                const double term = u[k - from][c];
-                w[c] = term * pivots[k];
-                squares[c] += term * term * pivots[k];
-            }
-    }
-}
-
 // The columns of one tile among themselves: rows before the tile are finished; rows in it and pivots become so.
 static void factorise_tile(const skyline_profile& profile, const skyline_block& block, column_group& group,
                            std::int32_t m, std::int32_t columns, double eps_zero, double pivots[], std::FILE* log)
 {
     const std::int32_t first = group.first + m * tile_rows;
-    const std::int32_t top = start_tile(profile, group, m, first);
-    const auto rows_before = static_cast<std::size_t>(first - top);
+    const std::int32_t top = start_tile(profile, group, m);
     double* w = tile_of(group, m);
-    double squares[tile_rows] = {}; // sum of (u_kj u_kj) d_k
-    pack_tile(profile, block, first, columns, top, pivots, w, squares);
-    double sums[tile_rows][tile_rows] = {}; // by column, then row
+    double* u[tile_rows]; // those missing stand for the last with nothing of their own
+    int top_in_tile[tile_rows];
+    std::ptrdiff_t begin[tile_rows];
+    for (std::int32_t c = 0; c < tile_rows; ++c) {
+        const std::int32_t i = first + std::min(c, columns - 1);
+        u[c] = block_column(profile, block, i) + (i - first);
+        top_in_tile[c] = column_top(profile, i) - first;
+        begin[c] = c < columns ? column_top(profile, i) - top : first - top;
+    }
+    const double* above[tile_rows];
+    for (std::int32_t c = 0; c < tile_rows; ++c) above[c] = u[c] + (first - top);
+    double squares[tile_rows] = {}; // sums of (u_kj u_kj) d_k
+    group.kernel->pack_columns(first - top, above, begin, pivots + top, w, squares);
+    alignas(64) double sums[tile_rows][tile_rows] = {}; // by column, then row
     column_set set;
     for (std::int32_t c = 0; c < columns; c += tile_columns) {
         take_columns(profile, block, first + c, std::min(tile_columns, columns - c), set);
         add_rows(group, m, set, top, first, sums + c);
     }
-
-    double* in_tile = w + rows_before * tile_rows; // rows of the tile itself
-    for (std::int32_t c = 0; c < columns; ++c) {
-        const std::int32_t j = first + c;
-        double* terms = block_column(profile, block, j);
-        for (std::int32_t r = std::max(0, column_top(profile, j) - first); r < c; ++r) {
-            const std::int32_t i = first + r;
-            const double u = (terms[c - r] - sums[c][r]) / pivots[i];
-            terms[c - r] = u;
-            in_tile[r * tile_rows + c] = u * pivots[i];
-            squares[c] += u * u * pivots[i];
-            for (std::int32_t s = r + 1; s < c; ++s) sums[c][s] += in_tile[r * tile_rows + s] * u;
-        }
-        pivots[j] = terms[0] = finish_pivot(terms[0], squares[c], j, eps_zero, log);
-    }
+    const int done = group.kernel->factorise_tile(columns, eps_zero, u, top_in_tile,
+                                                  w + static_cast<std::size_t>(first - top) * tile_rows, pivots + first,
+                                                  squares, sums);
+    if (done < columns)
+        fail(log,
+             "      Error. The global matrix is singular.\n"
+             "             unknown no. = %d \n",
+             first + done);
 }
 
 void factorise_block(const skyline_profile& profile, const skyline_block& block, column_group& group, double eps_zero,

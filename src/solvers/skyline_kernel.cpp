@@ -1,6 +1,7 @@
 #include "solvers/skyline_kernel.h"
 
 #include <algorithm>
+#include <cmath>
 
 // TARNEL_LANES: the most doubles side by side that the build admits (8, 4 or 1).
 #if !defined(__x86_64__)
@@ -56,6 +57,58 @@ static bool whole_tile(int rows, const int top[tile_columns])
     return rows == tile_rows && *std::max_element(top, top + tile_columns) <= 0;
 }
 
+// A few rows at a time, so that they are turned in cache.
+TARNEL_EVERY_WIDTH void pack_each_row(std::ptrdiff_t n, const double* const u[tile_rows],
+                                      const std::ptrdiff_t begin[tile_rows], const double* pivots, double* w,
+                                      double squares[tile_rows])
+{
+    constexpr std::ptrdiff_t rows_at_a_time = 32;
+    for (std::ptrdiff_t from = 0; from < n; from += rows_at_a_time) {
+        const std::ptrdiff_t end = std::min(from + rows_at_a_time, n);
+        double terms[rows_at_a_time][tile_rows] = {};
+        for (int c = 0; c < tile_rows; ++c)
+            for (std::ptrdiff_t k = std::max(from, begin[c]); k < end; ++k) terms[k - from][c] = u[c][-k];
+        for (std::ptrdiff_t k = from; k < end; ++k, w += tile_rows)
+            for (int c = 0; c < tile_rows; ++c) {
+                const double term = terms[k - from][c];
+                w[c] = term * pivots[k];
+                squares[c] += term * term * pivots[k];
+            }
+    }
+}
+
+// The rows are worked on with their columns side by side; what stands left of the diagonal counts as zero.
+TARNEL_EVERY_WIDTH int factorise_each_row(int columns, double eps_zero, double* const u[tile_rows],
+                                          const int top[tile_rows], double* w, double* pivots,
+                                          double squares[tile_rows], const double sums[tile_rows][tile_rows])
+{
+    double sum[tile_rows][tile_rows] = {}, term[tile_rows][tile_rows] = {};
+    int first[tile_rows]; // row of each column
+    for (int c = 0; c < tile_rows; ++c) {
+        first[c] = c < columns ? std::max(top[c], 0) : tile_rows;
+        for (int r = first[c]; r < c; ++r) {
+            sum[r][c] = sums[c][r];
+            term[r][c] = u[c][-r];
+        }
+    }
+    for (int r = 0; r < columns; ++r, w += tile_rows) {
+        const double pivot = u[r][-r] - squares[r];
+        if (!(std::fabs(pivot) >= eps_zero)) return r;
+        pivots[r] = u[r][-r] = pivot;
+        for (int c = 0; c < tile_rows; ++c) {
+            const double quotient = (term[r][c] - sum[r][c]) / pivot;
+            term[r][c] = c > r && r >= first[c] ? quotient : 0.0;
+            w[c] = term[r][c] * pivot;
+            squares[c] += term[r][c] * term[r][c] * pivot;
+        }
+        for (int s = r + 1; s < columns; ++s)
+            for (int c = 0; c < tile_rows; ++c) sum[s][c] += w[s] * term[r][c];
+    }
+    for (int c = 0; c < columns; ++c)
+        for (int r = first[c]; r < c; ++r) u[c][-r] = term[r][c];
+    return columns;
+}
+
 static void add_columns_portable(std::ptrdiff_t n, const double* w, const double* const u[tile_columns],
                                  const std::ptrdiff_t begin[tile_columns], double sums[tile_columns][tile_rows])
 {
@@ -71,7 +124,22 @@ static void finish_rows_portable(int rows, const double* w, const double* pivots
         finish_each_row<false>(rows, w, pivots, u, top, sums);
 }
 
-const tile_kernel portable_tile_kernel = {add_columns_portable, finish_rows_portable};
+static void pack_columns_portable(std::ptrdiff_t n, const double* const u[tile_rows],
+                                  const std::ptrdiff_t begin[tile_rows], const double* pivots, double* w,
+                                  double squares[tile_rows])
+{
+    pack_each_row(n, u, begin, pivots, w, squares);
+}
+
+static int factorise_tile_portable(int columns, double eps_zero, double* const u[tile_rows], const int top[tile_rows],
+                                   double* w, double* pivots, double squares[tile_rows],
+                                   const double sums[tile_rows][tile_rows])
+{
+    return factorise_each_row(columns, eps_zero, u, top, w, pivots, squares, sums);
+}
+
+const tile_kernel portable_tile_kernel = {add_columns_portable, finish_rows_portable, pack_columns_portable,
+                                          factorise_tile_portable};
 
 #if TARNEL_LANES >= 4
 
@@ -139,6 +207,21 @@ TARNEL_EVERY_WIDTH std::ptrdiff_t all_begun(std::ptrdiff_t n, const std::ptrdiff
         finish_each_row<true>(rows, w, pivots, u, top, sums);
     else
         finish_each_row<false>(rows, w, pivots, u, top, sums);
+}
+
+[[gnu::target("avx2")]] static void pack_columns_avx2(std::ptrdiff_t n, const double* const u[tile_rows],
+                                                      const std::ptrdiff_t begin[tile_rows], const double* pivots,
+                                                      double* w, double squares[tile_rows])
+{
+    pack_each_row(n, u, begin, pivots, w, squares);
+}
+
+[[gnu::target("avx2")]] static int factorise_tile_avx2(int columns, double eps_zero, double* const u[tile_rows],
+                                                       const int top[tile_rows], double* w, double* pivots,
+                                                       double squares[tile_rows],
+                                                       const double sums[tile_rows][tile_rows])
+{
+    return factorise_each_row(columns, eps_zero, u, top, w, pivots, squares, sums);
 }
 
 #endif
@@ -267,17 +350,55 @@ template <bool whole>
         finish_rows_portable(rows, w, pivots, u, top, sums);
 }
 
+// Eight rows at a time, the last eight ending with row n - 1.
+[[gnu::target("avx512f")]] static void pack_columns_avx512(std::ptrdiff_t n, const double* const u[tile_rows],
+                                                           const std::ptrdiff_t begin[tile_rows], const double* pivots,
+                                                           double* w, double squares[tile_rows])
+{
+    const std::ptrdiff_t together = *std::max_element(begin, begin + tile_rows);
+    for (int first = 0; first < tile_rows; first += 8) {
+        __m512d square = _mm512_loadu_pd(squares + first);
+        for (std::ptrdiff_t k = n - (n + 7) / 8 * 8; k < n; k += 8) {
+            __m512d term[8]; // of the rows backwards, as the columns store them
+            for (int c = 0; c < 8; ++c) {
+                const double* terms = u[first + c] - k - 7;
+                const auto rows = static_cast<unsigned>(std::clamp<std::ptrdiff_t>(k + 8 - begin[first + c], 0, 8));
+                term[c] = k >= together ? _mm512_loadu_pd(terms)
+                                        : _mm512_maskz_loadu_pd(static_cast<__mmask8>((1U << rows) - 1U), terms);
+            }
+            turn(term);
+#pragma GCC unroll 8
+            for (int r = 0; r < 8; ++r) {
+                if (k + r < 0) continue;
+                const __m512d row = term[7 - r], pivot = _mm512_set1_pd(pivots[k + r]);
+                _mm512_storeu_pd(w + (k + r) * tile_rows + first, _mm512_mul_pd(row, pivot));
+                square = _mm512_add_pd(square, _mm512_mul_pd(_mm512_mul_pd(row, row), pivot));
+            }
+        }
+        _mm512_storeu_pd(squares + first, square);
+    }
+}
+
+[[gnu::target("avx512f")]] static int factorise_tile_avx512(int columns, double eps_zero, double* const u[tile_rows],
+                                                            const int top[tile_rows], double* w, double* pivots,
+                                                            double squares[tile_rows],
+                                                            const double sums[tile_rows][tile_rows])
+{
+    return factorise_each_row(columns, eps_zero, u, top, w, pivots, squares, sums);
+}
+
 #endif
 
 tile_kernels available_tile_kernels()
 {
     tile_kernels kernels{};
 #if TARNEL_LANES >= 8
-    static constexpr tile_kernel avx512 = {add_columns_avx512, finish_rows_avx512};
+    static constexpr tile_kernel avx512 = {add_columns_avx512, finish_rows_avx512, pack_columns_avx512,
+                                           factorise_tile_avx512};
     if (__builtin_cpu_supports("avx512f")) kernels.form[kernels.count++] = &avx512;
 #endif
 #if TARNEL_LANES >= 4
-    static constexpr tile_kernel avx2 = {add_columns_avx2, finish_rows_avx2};
+    static constexpr tile_kernel avx2 = {add_columns_avx2, finish_rows_avx2, pack_columns_avx2, factorise_tile_avx2};
     if (__builtin_cpu_supports("avx2")) kernels.form[kernels.count++] = &avx2;
 #endif
     kernels.form[kernels.count++] = &portable_tile_kernel;

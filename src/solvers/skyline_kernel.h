@@ -25,6 +25,19 @@ struct tile_kernel {
     //   top   first row that each column has; `rows` or more: none
     void (*finish_rows)(int rows, const double* w, const double* pivots, double* const u[tile_columns],
                         const int top[tile_columns], const double sums[tile_columns][tile_rows]);
+
+    // Packs the columns of a tile: w[k][c] = u[c][-k] pivots[k], zeros of any sign where k < begin[c], and
+    // squares[c] += (u[c][-k] u[c][-k]) pivots[k], for k = 0 .. n - 1, ascending.
+    //   w  n x 16, k by k
+    void (*pack_columns)(std::ptrdiff_t n, const double* const u[tile_rows], const std::ptrdiff_t begin[tile_rows],
+                         const double* pivots, double* w, double squares[tile_rows]);
+
+    // The columns of a tile among themselves: rows and pivots of the tile, and its own rows of w. u[c][-r] for r < c as
+    // in finish_rows; u[c][-c] = pivots[c] = u[c][-c] - squares[c], complete by then.
+    //   columns  at most 16;  top  first row that each has;  sums  by column, then row
+    //   returns  the columns done: all, or those before the first whose pivot is below eps_zero in magnitude or a NaN
+    int (*factorise_tile)(int columns, double eps_zero, double* const u[tile_rows], const int top[tile_rows], double* w,
+                          double* pivots, double squares[tile_rows], const double sums[tile_rows][tile_rows]);
 };
 
 extern const tile_kernel portable_tile_kernel;

@@ -248,6 +248,115 @@ TEST(skyline_kernel, rows_of_whole_and_partial_tiles_are_finished_one_entry_afte
         }
 }
 
+// Terms of sixteen columns with n rows before their tile and the tile's own; what no column has is not a number.
+struct own_columns {
+    std::vector<double> terms[tile_rows]; // row k from 0 at the end and back
+    double* u[tile_rows];                 // the first row of the tile in each
+    const double* above[tile_rows];       // row 0
+    std::vector<std::ptrdiff_t> begin;
+    std::vector<double> pivots;
+};
+
+own_columns random_columns(std::ptrdiff_t n, std::mt19937& random)
+{
+    own_columns made;
+    for (std::ptrdiff_t k = 0; k < n; ++k) made.pivots.push_back(wide_ranging(random));
+    for (std::size_t c = 0; c < tile_rows; ++c) {
+        made.begin.push_back(std::uniform_int_distribution<std::ptrdiff_t>(-3, n)(random));
+        made.begin[c] = std::max<std::ptrdiff_t>(made.begin[c], 0);
+        for (std::ptrdiff_t k = n + tile_rows - 1; k >= 0; --k)
+            made.terms[c].push_back(k < made.begin[c] ? std::numeric_limits<double>::quiet_NaN()
+                                                      : wide_ranging(random));
+        made.u[c] = made.terms[c].data() + tile_rows - 1;
+        made.above[c] = made.u[c] + n;
+    }
+    return made;
+}
+
+TEST(skyline_kernel, columns_are_packed_times_their_pivots_and_their_squares_summed)
+{
+    std::mt19937 random(7);
+    for (std::ptrdiff_t n = 0; n <= 70; ++n) {
+        const own_columns columns = random_columns(n, random);
+        std::vector<double> expected(static_cast<std::size_t>(n) * tile_rows, 0.0), expected_squares;
+        for (std::size_t c = 0; c < tile_rows; ++c) {
+            double square = wide_ranging(random);
+            const double before = square;
+            for (std::ptrdiff_t k = columns.begin[c]; k < n; ++k) {
+                const double u = columns.above[c][-k], pivot = columns.pivots[static_cast<std::size_t>(k)];
+                expected[static_cast<std::size_t>(k) * tile_rows + c] = u * pivot;
+                const double product = u * u * pivot;
+                square = square + product;
+            }
+            expected_squares.push_back(square);
+            expected_squares.push_back(before);
+        }
+        for (const tarnel::tile_kernel* form : every_form()) {
+            std::vector<double> w(expected.size() + 1, 5.5);
+            double squares[tile_rows];
+            for (std::size_t c = 0; c < tile_rows; ++c) squares[c] = expected_squares[2 * c + 1];
+            form->pack_columns(n, columns.above, columns.begin.data(), columns.pivots.data(), w.data(), squares);
+            EXPECT_EQ(w.back(), 5.5);
+            w.pop_back();
+            EXPECT_EQ(w, expected) << n; // a zero may have either sign
+            for (std::size_t c = 0; c < tile_rows; ++c) EXPECT_EQ(squares[c], expected_squares[2 * c]) << n;
+        }
+    }
+}
+
+// The columns of a tile one after another, each down to its pivot.
+TEST(skyline_kernel, tile_is_factorised_in_itself_one_column_after_another)
+{
+    std::mt19937 random(8);
+    for (int round = 0; round < 200; ++round) {
+        const int count = 1 + round % tile_rows;
+        own_columns columns = random_columns(0, random);
+        int top[tile_rows];
+        double sums[tile_rows][tile_rows], squares[tile_rows];
+        std::vector<double> expected[tile_rows], pivots, w(tile_rows * tile_rows, 0.0);
+        for (std::size_t c = 0; c < tile_rows; ++c) {
+            top[c] = std::uniform_int_distribution<int>(-9, static_cast<int>(c))(random);
+            squares[c] = wide_ranging(random);
+            for (double& sum : sums[c]) sum = wide_ranging(random);
+            expected[c] = columns.terms[c];
+        }
+        const auto at = [](std::size_t r) { return tile_rows - 1 - r; };
+        for (std::size_t c = 0; c < static_cast<std::size_t>(count); ++c) {
+            double own[tile_rows];
+            std::memcpy(own, sums[c], sizeof own);
+            double square = squares[c];
+            for (auto r = static_cast<std::size_t>(std::max(top[c], 0)); r < c; ++r) {
+                double& u = expected[c][at(r)];
+                u = (u - own[r]) / pivots[r];
+                w[r * tile_rows + c] = u * pivots[r];
+                const double product = u * u * pivots[r];
+                square = square + product;
+                for (std::size_t s = r + 1; s < c; ++s) {
+                    const double term = w[r * tile_rows + s] * u;
+                    own[s] = own[s] + term;
+                }
+            }
+            expected[c][at(c)] = expected[c][at(c)] - square;
+            pivots.push_back(expected[c][at(c)]);
+        }
+        for (const tarnel::tile_kernel* form : every_form()) {
+            own_columns got = columns;
+            for (std::size_t c = 0; c < tile_rows; ++c) got.u[c] = got.terms[c].data() + tile_rows - 1;
+            std::vector<double> got_pivots(tile_rows, 5.5), got_w(tile_rows * tile_rows, 0.0);
+            double got_squares[tile_rows];
+            std::memcpy(got_squares, squares, sizeof squares);
+            ASSERT_EQ(form->factorise_tile(count, 0.0, got.u, top, got_w.data(), got_pivots.data(), got_squares, sums),
+                      count);
+            for (std::size_t c = 0; c < tile_rows; ++c)
+                EXPECT_TRUE(same_bits(got.terms[c].data(), expected[c].data(), tile_rows)) << count << " column " << c;
+            EXPECT_TRUE(same_bits(got_pivots.data(), pivots.data(), pivots.size()));
+            for (std::size_t r = 0; r < pivots.size(); ++r)
+                for (std::size_t c = r + 1; c < pivots.size(); ++c)
+                    EXPECT_EQ(got_w[r * tile_rows + c], w[r * tile_rows + c]) << count;
+        }
+    }
+}
+
 TEST(skyline_kernel, portable_form_is_always_there_and_last)
 {
     EXPECT_EQ(every_form().back(), &tarnel::portable_tile_kernel);
