@@ -1,6 +1,7 @@
 #include "solvers/skyline_factor.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace tarnel
 {
@@ -126,15 +127,17 @@ static void apply_tiles(const skyline_profile& profile, const column_group& grou
                         std::int32_t m_end, const skyline_block& block, std::int32_t from, std::int32_t end,
                         const double pivots[])
 {
-    constexpr std::int32_t rows_at_a_time = 192; // of the columns, which every tile passes while they are in cache
+    constexpr std::int32_t rows_at_a_time = 256; // of the columns, which every tile passes while they are in cache
     const std::int32_t rows_first = group.first + m_first * tile_rows;
     const std::int32_t rows_end = std::min(group.first + m_end * tile_rows, group.first + group.count);
     const std::int32_t group_top = *std::min_element(group.top.get() + m_first, group.top.get() + m_end);
+    if (end - rows_end >= profile.nband) end = rows_end + profile.nband - 1; // none beyond reaches up to the group
     column_set set;
+    alignas(64) double sums[most_group_columns / tile_rows][tile_columns][tile_rows];
     for (std::int32_t j = from; j < end; j += tile_columns) {
         take_columns(profile, block, j, std::min(tile_columns, end - j), set);
         if (set.highest >= rows_end) continue; // these columns do not reach up to the group
-        alignas(64) double sums[most_group_columns / tile_rows][tile_columns][tile_rows] = {};
+        std::memset(sums[m_first], 0, static_cast<std::size_t>(m_end - m_first) * sizeof sums[0]);
         for (std::int32_t k = std::max(group_top, set.highest); k < rows_first; k += rows_at_a_time)
             for (std::int32_t m = m_first; m < m_end; ++m)
                 add_rows(group, m, set, k, std::min(k + rows_at_a_time, rows_first), sums[m]);
