@@ -189,6 +189,10 @@ void bench_files()
     constexpr std::int32_t columns = 20000, height = 1000;
     constexpr double bytes = 8.0 * columns * height;
     std::vector<double> terms(height, 1.5);
+    std::vector<double> image(header_room + columns * static_cast<std::size_t>(head_room + height), 1.5);
+    put_header(image.data(), {1, 0, 0, columns});
+    for (std::size_t at = header_room; at < image.size(); at += head_room + height)
+        put_column_head(image.data() + at + head_room, {height, 0});
     std::vector<double> write_ours, read_ours, write_plain, read_plain;
     for (int turn = 0; turn < 3; ++turn) {
         std::remove("bench-block.tmp");
@@ -196,7 +200,7 @@ void bench_files()
         {
             output_file out;
             if (!open_output(stderr, out, "bench-block.tmp", "block", content::binary)) std::exit(1);
-            for (std::int32_t j = 0; j < columns; ++j) write_column(stderr, out, {height, 0}, terms.data());
+            write_image(stderr, out, image.data(), image.size());
             close_output(stderr, out);
         }
         write_ours.push_back(cpu_seconds() - start);
@@ -204,6 +208,7 @@ void bench_files()
         {
             input_file in;
             if (!open_input(stderr, in, "bench-block.tmp", "block")) std::exit(1);
+            read_header(stderr, in, 0, 1, columns);
             for (std::int32_t j = 0; j < columns; ++j) {
                 const auto column = read_column_head(stderr, in, height + j, height, {});
                 read_column_terms(stderr, in, terms.data(), column.height);

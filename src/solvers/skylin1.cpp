@@ -35,39 +35,51 @@ static void set_heights(const matrix_rows& rows, std::int32_t work_length, skyli
 struct block_division {
     growing_array<std::int32_t> iaddiv;
     std::int32_t matdiv = 0;
-    std::int32_t longest = 0; // doubles of the longest block
+    std::int32_t longest = 0;      // doubles of the longest block
+    std::size_t longest_image = 0; // doubles of the longest block as its file has it
 };
+
+// Doubles of a block of so many columns and terms, as its file has it.
+static std::size_t image_length(std::int32_t columns, std::int32_t terms)
+{
+    return header_room + static_cast<std::size_t>(columns) * head_room + static_cast<std::size_t>(terms);
+}
 
 static block_division divide(const skyline_setup& setup, skyline_profile& profile, std::FILE* log)
 {
     block_division division;
     append(log, "iaddiv", division.iaddiv, std::int32_t{0});
     division.matdiv = 1;
-    std::int32_t running = 0;
+    std::int32_t first = 0, running = 0;
     for (std::int32_t j = 0; j < profile.ndim; ++j) {
         const std::int32_t height = profile.linsky[static_cast<std::size_t>(j)];
         if (running > setup.work_length - height) { // the column would end beyond the work array
             if (++division.matdiv > setup.max_matdiv)
                 fail(log, "      Error. the no. of matrix division(matdiv) exceeds the limit.\n");
             append(log, "iaddiv", division.iaddiv, j);
+            first = j;
             running = 0;
         }
         profile.iadlin[static_cast<std::size_t>(j)] = running;
         running += height;
         division.longest = std::max(division.longest, running);
+        division.longest_image = std::max(division.longest_image, image_length(j + 1 - first, running));
     }
     append(log, "iaddiv", division.iaddiv, profile.ndim);
     log_lines(log, "      No. of the work file for sky-line(matdiv) === %d \n", division.matdiv);
     return division;
 }
 
-// Sets a block's terms; the array of the first one is zeros already.
+static column_record head_of(const skyline_profile& profile, std::int32_t j)
+{
+    return {profile.linsky[static_cast<std::size_t>(j)], profile.iadlin[static_cast<std::size_t>(j)]};
+}
+
+// Sets the heads and terms of a block's image, which is zeros.
 static void scatter_rows(const matrix_rows& rows, const skyline_profile& profile, const skyline_block& block)
 {
-    const double* last = block_column(profile, block, block.end - 1);
-    if (block.first > 0)
-        std::fill(block.aaa, block.aaa + (last - block.aaa) + profile.linsky[static_cast<std::size_t>(block.end) - 1],
-                  0.0);
+    for (std::int32_t j = block.first; j < block.end; ++j)
+        put_column_head(block_column(profile, block, j), head_of(profile, j));
     for (std::int32_t i = std::max(0, block.first - profile.nband + 1); i < block.end; ++i) {
         const auto row = static_cast<std::size_t>(i);
         for (std::int64_t t = rows.start[row]; t < rows.start[row + 1]; ++t) {
@@ -104,8 +116,11 @@ static void reduce_by_file(factorisation& work, const skyline_block& block, std:
     for (std::int32_t i = first; i < end; ++i) {
         const column_expectation expected = {.height = work.profile.linsky[static_cast<std::size_t>(i)]};
         const column_record column = read_column_head(log, file, i, work.setup.work_length, expected);
+        if (i < reach) {
+            skip_column_terms(log, file, column.height);
+            continue;
+        }
         read_column_terms(log, file, work.work2.get(), column.height);
-        if (i < reach) continue;
         add_column(work.profile, work.group, work.work2.get(), work.work1.get());
         if (work.group.count < work.group.most && i + 1 < end) continue;
         apply_group(work.profile, work.group, block, work.work1.get());
@@ -113,31 +128,26 @@ static void reduce_by_file(factorisation& work, const skyline_block& block, std:
     }
 }
 
-static void write_block(const factorisation& work, std::int32_t b, const skyline_block& block, std::FILE* log)
-{
-    output_file file;
-    create_block(log, work.setup, b, file);
-    write_header(log, file, {work.division.matdiv, b, block.first, block.end});
-    for (std::int32_t j = block.first; j < block.end; ++j)
-        write_column(
-            log, file,
-            {work.profile.linsky[static_cast<std::size_t>(j)], work.profile.iadlin[static_cast<std::size_t>(j)]},
-            block_column(work.profile, block, j));
-    close_output(log, file);
-}
-
-static void factorise_blocks(factorisation& work, const matrix_rows& rows, double aaa[], std::FILE* log)
+static void factorise_blocks(factorisation& work, const matrix_rows& rows, double image[], std::FILE* log)
 {
     for (std::int32_t b = 0; b < work.division.matdiv; ++b) {
         const skyline_block block = {work.division.iaddiv.values[static_cast<std::size_t>(b)],
-                                     work.division.iaddiv.values[static_cast<std::size_t>(b) + 1], aaa};
+                                     work.division.iaddiv.values[static_cast<std::size_t>(b) + 1],
+                                     image + header_room + head_room, head_room};
+        const column_record last = head_of(work.profile, block.end - 1);
+        const std::size_t length = image_length(block.end - block.first, last.address + last.height);
+        if (b > 0) std::fill_n(image, length, 0.0);
+        put_header(image, {work.division.matdiv, b, block.first, block.end});
         scatter_rows(rows, work.profile, block);
         const std::int32_t reach = std::max(0, block.first - work.profile.nband + 1); // highest row of any column here
         for (std::int32_t earlier = 0; earlier < b; ++earlier)
             if (work.division.iaddiv.values[static_cast<std::size_t>(earlier) + 1] > reach)
                 reduce_by_file(work, block, earlier, reach, log);
         factorise_block(work.profile, block, work.group, work.cntl.eps_zero, work.work1.get(), log);
-        write_block(work, b, block, log);
+        output_file file;
+        create_block(log, work.setup, b, file);
+        write_image(log, file, image, length);
+        close_output(log, file);
     }
 }
 
@@ -155,7 +165,7 @@ void t_real_mtsolv_skylin1(control cntl, input_file& index, input_file& matrix, 
     profile.iadlin = zero_array<std::int32_t>(log, "iadlin", n);
     set_heights(rows, setup.work_length, profile, log);
     const block_division division = divide(setup, profile, log);
-    const owned_array<double> aaa = zero_array<double>(log, "aaa", static_cast<std::size_t>(division.longest));
+    const owned_array<double> aaa = zero_array<double>(log, "aaa", division.longest_image);
     factorisation work = {cntl,
                           setup,
                           profile,

@@ -25,15 +25,17 @@ inline std::int32_t column_top(const skyline_profile& profile, std::int32_t j)
     return j - profile.linsky[static_cast<std::size_t>(j)] + 1;
 }
 
-// Columns [first, end) of the matrix in `aaa`; column j's term of row i at aaa[iadlin[j] + j - i].
+// Columns [first, end) of the matrix in `aaa`, with `between` doubles that are nobody's before each but the first;
+// column j's term of row i at aaa[iadlin[j] + between * (j - first) + j - i].
 struct skyline_block {
     std::int32_t first, end;
     double* aaa;
+    std::int32_t between = 0;
 };
 
 inline double* block_column(const skyline_profile& profile, const skyline_block& block, std::int32_t j)
 {
-    return block.aaa + profile.iadlin[static_cast<std::size_t>(j)];
+    return block.aaa + profile.iadlin[static_cast<std::size_t>(j)] + std::ptrdiff_t{block.between} * (j - block.first);
 }
 
 // A group of consecutive finished columns, packed: in tiles of sixteen columns i, w[k][i] = u_ki d_k.

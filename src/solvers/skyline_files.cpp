@@ -3,7 +3,9 @@
 #include "common/records.h"
 #include "dataline/data_line.h"
 
+#include <algorithm>
 #include <cstdio>
+#include <cstring>
 
 namespace tarnel
 {
@@ -112,12 +114,6 @@ block_header read_header(std::FILE* log, input_file& file, std::int32_t block, s
     return header;
 }
 
-void write_header(std::FILE* log, output_file& file, const block_header& header)
-{
-    write_value(log, file, header, "w1");
-    std::snprintf(file.name, sizeof file.name, "%s", columns_name); // from here on a failure concerns the columns
-}
-
 void check_column(std::FILE* log, const char* name, column_record column, std::int32_t j, std::int32_t work_length,
                   const column_expectation& expected)
 {
@@ -142,10 +138,51 @@ void read_column_terms(std::FILE* log, input_file& file, double* to, std::int32_
     read_values(log, file, to, static_cast<std::size_t>(height), "r6");
 }
 
-void write_column(std::FILE* log, output_file& file, column_record column, const double* terms)
+void skip_column_terms(std::FILE* log, input_file& file, std::int32_t height)
 {
-    write_value(log, file, column, "w1");
-    write_values(log, file, terms, static_cast<std::size_t>(column.height), "w2");
+    for (std::size_t left = static_cast<std::size_t>(height) * sizeof(double); left > 0;) {
+        const std::size_t step = std::min(left, fill_buffer(file, std::min(left, stream_buffer_bytes)));
+        if (step == 0) fail_in_file(log, file.name, "r6");
+        file.at += step;
+        left -= step;
+    }
+}
+
+void put_header(double* image, const block_header& header)
+{
+    static_assert(sizeof header == header_room * sizeof(double));
+    std::memcpy(image, &header, sizeof header);
+}
+
+void put_column_head(double* terms, column_record column)
+{
+    static_assert(sizeof column == head_room * sizeof(double));
+    std::memcpy(terms - head_room, &column, sizeof column);
+}
+
+// Whether the integers or the terms of a column are at `place` of an image.
+static const char* item_at(const double* image, std::size_t place)
+{
+    std::size_t head = header_room;
+    for (;;) {
+        column_record column;
+        std::memcpy(&column, image + head, sizeof column);
+        const std::size_t next = head + head_room + static_cast<std::size_t>(column.height);
+        if (place < next) return place < head + head_room ? "w1" : "w2";
+        head = next;
+    }
+}
+
+void write_image(std::FILE* log, output_file& file, const double* image, std::size_t length)
+{
+    constexpr std::size_t piece = stream_buffer_bytes / sizeof(double);
+    std::snprintf(file.name, sizeof file.name, "%s", columns_name); // a failure concerns the columns
+    for (std::size_t at = 0; at < length; at += piece) {
+        const std::size_t count = std::min(piece, length - at);
+        if (std::fwrite(image + at, sizeof(double), count, file.stream.get()) != count)
+            fail_in_file(log, file.name, item_at(image, std::min(at + piece, length - 1)));
+    }
+    file.tag = "w2";
 }
 
 } // namespace tarnel

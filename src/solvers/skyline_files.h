@@ -41,8 +41,6 @@ void create_block(std::FILE* log, const skyline_setup& setup, std::int32_t block
 //   errors  "(r1)" short, "(r2)" matdiv, "(r3)" block, "(r4)" first column, "(r5)" end column
 block_header read_header(std::FILE* log, input_file& file, std::int32_t block, std::int32_t matdiv, std::int32_t ndim);
 
-void write_header(std::FILE* log, output_file& file, const block_header& header);
-
 // What a column record must agree with.
 struct column_expectation {
     std::int32_t height = 0;   // 0: any
@@ -66,12 +64,21 @@ void check_column(std::FILE* log, const char* name, column_record column, std::i
 column_record read_column_head(std::FILE* log, input_file& file, std::int32_t j, std::int32_t work_length,
                                const column_expectation& expected);
 
-// Reads the terms of a column.
+// Reads the terms of a column, or passes over them.
 //   errors  "(r6)"
 void read_column_terms(std::FILE* log, input_file& file, double* to, std::int32_t height);
+void skip_column_terms(std::FILE* log, input_file& file, std::int32_t height);
 
-// Writes a column record.
-//   errors  "(w1)" the integers, "(w2)" the terms
-void write_column(std::FILE* log, output_file& file, column_record column, const double* terms);
+// A block in memory as it stands in its file, in doubles.
+inline constexpr std::int32_t header_room = 2, head_room = 1;
+
+// Puts a header at the start of a block's image, and the head of a record in the place before its terms.
+void put_header(double* image, const block_header& header);
+void put_column_head(double* terms, column_record column);
+
+// Writes a block from its image of `length` doubles, one column at least.
+//   errors  at the end of the piece of the stream's buffer that the system refused: "(w1)" the integers, "(w2)" the
+//           terms of a column
+void write_image(std::FILE* log, output_file& file, const double* image, std::size_t length);
 
 } // namespace tarnel

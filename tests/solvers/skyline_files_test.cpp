@@ -204,13 +204,14 @@ TEST_F(skyline_files, file_that_cannot_be_opened_gives_two_lines_for_reading_and
 
 TEST_F(skyline_files, header_and_records_are_laid_out_field_by_field)
 {
-    const std::vector<double> terms = {4.0, 0.5, -0.25};
+    std::vector<double> image = {0, 0, 0, 4.0, 0, 4.0, 0.5, -0.25};
+    tarnel::put_header(image.data(), {5, 3, 17, 19});
+    tarnel::put_column_head(&image[3], {1, 100});
+    tarnel::put_column_head(&image[5], {3, 101});
     const auto write = [&](std::FILE* log, const skyline_setup& setup) {
         tarnel::output_file out;
         create_block(log, setup, 0, out);
-        write_header(log, out, {5, 3, 17, 19});
-        write_column(log, out, {1, 100}, terms.data());
-        write_column(log, out, {3, 101}, terms.data());
+        write_image(log, out, image.data(), image.size());
         close_output(log, out);
     };
     EXPECT_FALSE(with_setup("9 1 9\nblock\n", write).failed);
@@ -348,26 +349,46 @@ TEST_F(skyline_files, terms_cut_short_anywhere_are_refused)
     }
 }
 
-TEST_F(skyline_files, full_disk_is_reported_at_the_item_that_it_refuses)
+TEST_F(skyline_files, terms_are_passed_over_to_the_byte)
 {
-    // A buffer that is already full makes the disk refuse each item at once.
-    const std::string full(tarnel::stream_buffer_bytes, 'x');
-    const std::vector<double> terms(3, 1.0);
-    const auto log_of = [&](std::size_t filled, const std::function<void(std::FILE*, tarnel::output_file&)>& item) {
+    for (const std::size_t height :
+         {std::size_t{1}, std::size_t{3}, tarnel::stream_buffer_bytes / 8, std::size_t{40000}}) {
+        const std::string terms = std::string(8 * height, 'x');
+        const auto skip = [&](const std::string& file) {
+            write_new_file("block", file);
+            return run_stage([&](std::FILE* log) {
+                       opened_input in("block", "work file for sky-line solver");
+                       tarnel::skip_column_terms(log, in, static_cast<std::int32_t>(height));
+                       EXPECT_EQ(tarnel::read_value<std::int32_t>(log, in, "next"), 7);
+                   })
+                .log;
+        };
+        EXPECT_EQ(skip(terms + bytes().add_i(7).text()), "");
+        EXPECT_EQ(skip(terms), column_error + "next).\n");
+        EXPECT_EQ(skip(terms.substr(1)), column_error + "r6).\n");
+        EXPECT_EQ(skip(""), column_error + "r6).\n");
+    }
+}
+
+TEST_F(skyline_files, full_disk_is_reported_where_a_full_buffer_would_meet_it)
+{
+    // A column that ends short of the buffer's end by some doubles, and one of three terms behind it.
+    const auto log_of = [&](std::size_t short_of, bool second) {
+        const std::size_t height = tarnel::stream_buffer_bytes / 8 - tarnel::header_room - tarnel::head_room - short_of;
+        std::vector<double> image(tarnel::stream_buffer_bytes / 8 - short_of + (second ? 4 : 0), 1.0);
+        tarnel::put_header(image.data(), {1, 0, 0, second ? 2 : 1});
+        tarnel::put_column_head(&image[3], {static_cast<std::int32_t>(height), 0});
+        if (second) tarnel::put_column_head(&image[3 + height + 1], {3, static_cast<std::int32_t>(height)});
         return run_stage([&](std::FILE* log) {
                    opened_output out("/dev/full", "header of work file for sky-line solver");
-                   tarnel::write_bytes(log, out, full.data(), filled, "w");
-                   item(log, out);
+                   write_image(log, out, image.data(), image.size());
                })
             .log;
     };
-    const auto header = [](std::FILE* log, tarnel::output_file& out) { write_header(log, out, {1, 0, 0, 1}); };
-    EXPECT_EQ(log_of(tarnel::stream_buffer_bytes - 15, header), header_error + "w1).\n");
-    const auto both = [&](std::FILE* log, tarnel::output_file& out) {
-        write_header(log, out, {1, 0, 0, 1});
-        write_column(log, out, {3, 0}, terms.data());
-    };
-    EXPECT_EQ(log_of(tarnel::stream_buffer_bytes - 16, both), column_error + "w1).\n");
-    EXPECT_EQ(log_of(tarnel::stream_buffer_bytes - 16 - 8, both), column_error + "w2).\n");
-    EXPECT_EQ(log_of(tarnel::stream_buffer_bytes - 16 - 8 - 24, both), "");
+    EXPECT_EQ(log_of(0, false), column_error + "w2).\n");
+    EXPECT_EQ(log_of(5, false), column_error + "w2).\n");
+    EXPECT_EQ(log_of(0, true), column_error + "w1).\n");
+    EXPECT_EQ(log_of(1, true), column_error + "w2).\n");
+    EXPECT_EQ(log_of(3, true), column_error + "w2).\n");
+    EXPECT_EQ(log_of(4, true), column_error + "w2).\n");
 }
