@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
 // TARNEL_LANES: the most doubles side by side that the build admits (8, 4 or 1).
 #if !defined(__x86_64__)
@@ -77,35 +78,44 @@ TARNEL_EVERY_WIDTH void pack_each_row(std::ptrdiff_t n, const double* const u[ti
     }
 }
 
-// The rows are worked on with their columns side by side; what stands left of the diagonal counts as zero.
+// Eight numbers side by side, in as many registers as they need.
+typedef double eight [[gnu::vector_size(64)]];
+
+// The rows are worked on with their columns side by side. Above a column's top its terms and sums are zeros and stay
+// so; what comes of it at and left of the diagonal is not used.
 TARNEL_EVERY_WIDTH int factorise_each_row(int columns, double eps_zero, double* const u[tile_rows],
                                           const int top[tile_rows], double* w, double* pivots,
                                           double squares[tile_rows], const double sums[tile_rows][tile_rows])
 {
-    double sum[tile_rows][tile_rows] = {}, term[tile_rows][tile_rows] = {};
-    int first[tile_rows]; // row of each column
-    for (int c = 0; c < tile_rows; ++c) {
-        first[c] = c < columns ? std::max(top[c], 0) : tile_rows;
-        for (int r = first[c]; r < c; ++r) {
-            sum[r][c] = sums[c][r];
-            term[r][c] = u[c][-r];
+    eight sum[tile_rows][2] = {}, term[tile_rows][2] = {}; // by row, then column
+    for (int c = 0; c < columns; ++c)
+        for (int r = std::max(top[c], 0); r < c; ++r) {
+            sum[r][c / 8][c % 8] = sums[c][r];
+            term[r][c / 8][c % 8] = u[c][-r];
         }
-    }
-    for (int r = 0; r < columns; ++r, w += tile_rows) {
+    for (int r = 0; r < columns; ++r) {
         const double pivot = u[r][-r] - squares[r];
         if (!(std::fabs(pivot) >= eps_zero)) return r;
         pivots[r] = u[r][-r] = pivot;
-        for (int c = 0; c < tile_rows; ++c) {
-            const double quotient = (term[r][c] - sum[r][c]) / pivot;
-            term[r][c] = c > r && r >= first[c] ? quotient : 0.0;
-            w[c] = term[r][c] * pivot;
-            squares[c] += term[r][c] * term[r][c] * pivot;
+        eight s[2] = {sum[r][0], sum[r][1]};
+        for (int k = 0; k < r; ++k) {
+            const double factor = w[k * tile_rows + r];
+            s[0] += factor * term[k][0];
+            s[1] += factor * term[k][1];
         }
-        for (int s = r + 1; s < columns; ++s)
-            for (int c = 0; c < tile_rows; ++c) sum[s][c] += w[s] * term[r][c];
+        for (int half = 0; half < 2; ++half) {
+            const eight row = (term[r][half] - s[half]) / pivot;
+            const eight packed = row * pivot;
+            eight square;
+            std::memcpy(&square, squares + 8 * half, sizeof square);
+            square += row * row * pivot;
+            std::memcpy(squares + 8 * half, &square, sizeof square);
+            std::memcpy(w + r * tile_rows + 8 * half, &packed, sizeof packed);
+            term[r][half] = row;
+        }
     }
     for (int c = 0; c < columns; ++c)
-        for (int r = first[c]; r < c; ++r) u[c][-r] = term[r][c];
+        for (int r = std::max(top[c], 0); r < c; ++r) u[c][-r] = term[r][c / 8][c % 8];
     return columns;
 }
 
