@@ -10,7 +10,7 @@ namespace tarnel
 //   errors  those of the system's reading and of the work files; a column without terms; a band wider than the work
 //           array; more blocks than names; a pivot below eps_zero: "The global matrix is singular."
 //   memory  the sparse matrix, one block (at most the work array and 8 bytes a column), a group of columns (about a
-//           quarter of the work array, at most 128 columns, at least 16 columns of nband values), and vectors of ndim
+//           quarter of the work array, at most 64 columns, at least 16 columns of nband values), and vectors of ndim
 //           values
 void t_real_mtsolv_skylin1(control cntl, input_file& index, input_file& matrix, std::FILE* log);
 

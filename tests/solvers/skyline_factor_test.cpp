@@ -400,8 +400,8 @@ TEST_F(skyline_factor, two_blocks_and_groups_of_any_size_give_the_same_bits)
     const int n = 300;
     for (const int highest : {5, 40, 300}) {
         const skyline_columns a = random_matrix(ragged(n, highest, random), definiteness::indefinite, random);
-        for (const int split : {1, 15, 16, 17, 128, 129, 200, 299})
-            for (const int most : {1, 3, 16, 29, 128}) {
+        for (const int split : {1, 15, 16, 17, 64, 65, 200, 299})
+            for (const int most : {1, 3, 16, 29, 64}) {
                 const std::string what = std::to_string(split) + " columns before, groups of " + std::to_string(most);
                 expect_textbook(a, factorise(a, tarnel::fastest_tile_kernel(), split, most), what);
             }
@@ -416,7 +416,7 @@ TEST_F(skyline_factor, room_for_few_columns_gives_the_same_bits)
         expect_textbook(a, factorise(a, tarnel::fastest_tile_kernel(), 70, 0, work_length), "");
 }
 
-TEST_F(skyline_factor, group_holds_at_most_128_columns_and_at_least_a_tile)
+TEST_F(skyline_factor, group_holds_at_most_64_columns_and_at_least_a_tile)
 {
     run_stage([](std::FILE* log) {
         const auto most = [&](int nband, int work_length) {
@@ -425,7 +425,7 @@ TEST_F(skyline_factor, group_holds_at_most_128_columns_and_at_least_a_tile)
         EXPECT_EQ(most(100, 100), 16);
         EXPECT_EQ(most(100, 4 * 116 * 16 * 2 - 1), 16);
         EXPECT_EQ(most(100, 4 * 116 * 16 * 2), 32);
-        EXPECT_EQ(most(100, 999999999), 128);
+        EXPECT_EQ(most(100, 999999999), 64);
     });
 }
 
