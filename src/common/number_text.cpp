@@ -39,64 +39,122 @@ static char* put_padded(char* to, const char* text, std::size_t length, std::siz
     return to + length;
 }
 
-// Powers of ten that a double holds exactly.
-constexpr double powers_of_ten[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
-                                    1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
-static_assert(std::size(powers_of_ten) == 5 + 16 + 2);
+// Powers of ten to the nearest double.
+constexpr int least_power = -25, most_power = 35;
+constexpr double powers_of_ten[] = {
+    1e-25, 1e-24, 1e-23, 1e-22, 1e-21, 1e-20, 1e-19, 1e-18, 1e-17, 1e-16, 1e-15, 1e-14, 1e-13, 1e-12, 1e-11, 1e-10,
+    1e-9,  1e-8,  1e-7,  1e-6,  1e-5,  1e-4,  1e-3,  1e-2,  1e-1,  1e0,   1e1,   1e2,   1e3,   1e4,   1e5,   1e6,
+    1e7,   1e8,   1e9,   1e10,  1e11,  1e12,  1e13,  1e14,  1e15,  1e16,  1e17,  1e18,  1e19,  1e20,  1e21,  1e22,
+    1e23,  1e24,  1e25,  1e26,  1e27,  1e28,  1e29,  1e30,  1e31,  1e32,  1e33,  1e34,  1e35};
+static_assert(std::size(powers_of_ten) == most_power - least_power + 1);
 
-static double scaled(double value, int power)
+constexpr double power_of_ten(int power)
 {
-    return power < 0 ? value / powers_of_ten[-power] : value * powers_of_ten[power];
+    return powers_of_ten[power - least_power];
 }
+
+// Binary exponents of the doubles that have a quick road, and the decimal exponent of their least: theirs is the same
+// or one more. log10(2) = 1233 / 4096 from below.
+constexpr int least_log2 = -66, most_log2 = 96;
+constexpr int log10_of_power(int log2)
+{
+    return (log2 * 1233) >> 12;
+}
+constexpr bool decimal_exponents_fit()
+{
+    double power = 1.0;
+    for (int log2 = 0; log2 > least_log2; --log2) power /= 2;
+    for (int log2 = least_log2; log2 <= most_log2; ++log2, power *= 2) {
+        const int least = log10_of_power(log2);
+        if (5 - (least + 1) < least_power || 5 - least > most_power) return false;
+        if (power < power_of_ten(least) || 2 * power > power_of_ten(least + 2)) return false;
+    }
+    return true;
+}
+static_assert(decimal_exponents_fit());
 
 // Digits of a positive number, d.ddddd times ten to the exponent.
 struct six_digits {
-    int digits; // 100000 .. 999999
+    std::uint32_t digits; // 100000 .. 999999
     int exponent;
 };
 
-// One multiplication or division by an exact power is wrong by half a unit in the last place at most, so the six
-// digits are right unless what follows them is a half to within far more than that.
+// One multiplication by a power is wrong by some units in the last place at most, so the six digits are right unless
+// what follows them is a half to within far more than that.
 //   returns false when it cannot tell
 static bool find_digits(double value, six_digits& found)
 {
-    if (!(value >= 1e-16 && value < 1e22)) return false;
     const int log2 = static_cast<int>(std::bit_cast<std::uint64_t>(value) >> 52U) - 1023;
-    found.exponent = (log2 * 1233) >> 12; // log10(2) = 1233 / 4096 from below; or one more
-    double s = scaled(value, 5 - found.exponent);
-    if (s >= 1e6) s = scaled(value, 5 - ++found.exponent);
-    found.digits = static_cast<int>(s);
-    const double rest = s - found.digits;
-    if (std::fabs(rest - 0.5) < 1e-7 || s < 100000.0) return false;
-    if (rest > 0.5) ++found.digits;
-    return found.digits < 1000000;
+    if (log2 < least_log2 || log2 > most_log2) return false;
+    const int least = log10_of_power(log2);
+    found.exponent = least + static_cast<int>(value >= power_of_ten(least + 1));
+    const double s = value * power_of_ten(5 - found.exponent);
+    const auto nearest = static_cast<std::int32_t>(s + 0.5);
+    if (std::fabs(s - nearest) > 0.5 - 1e-7 || nearest < 100000 || nearest > 999999) return false;
+    found.digits = static_cast<std::uint32_t>(nearest);
+    return true;
+}
+
+// The eight digits of a number below 10^8 as bytes 0 to 9, the first in the lowest byte: fours, pairs and single
+// digits come apart side by side.
+static std::uint64_t digit_bytes(std::uint32_t number)
+{
+    const std::uint64_t fours = number / 10000 | static_cast<std::uint64_t>(number % 10000) << 32U;
+    const std::uint64_t hundreds = (fours * 10486 >> 20U) & 0x0000007f0000007fU; // by 100, for up to 9999
+    const std::uint64_t pairs = hundreds | (fours - 100 * hundreds) << 16U;
+    const std::uint64_t tens = (pairs * 103 >> 10U) & 0x000f000f000f000fU; // by 10, for up to 99
+    return tens | (pairs - 10 * tens) << 8U;
+}
+
+constexpr std::uint64_t zeros = 0x3030303030303030;  // '0' in each byte
+constexpr std::uint64_t blanks = 0x2020202020202020; // ' ' in each byte
+
+// Stores eight or four characters, the first in the lowest byte.
+template <class word> static void put_word(char* to, word characters)
+{
+    if constexpr (std::endian::native == std::endian::big)
+        for (std::size_t k = 0; k < sizeof(word); ++k) to[k] = static_cast<char>(characters >> 8 * k & 0xffU);
+    else
+        std::memcpy(to, &characters, sizeof characters);
 }
 
 char* put_e15_5(char* to, double value)
 {
-    six_digits found;
-    if (value == 0.0)
-        found = {0, 0};
-    else if (!find_digits(std::fabs(value), found)) {
+    six_digits found{0, 0};
+    if (value != 0.0 && !find_digits(std::fabs(value), found)) {
         char text[40];
         return put_padded(to, text, static_cast<std::size_t>(put_scientific(text, value, 5) - text), 15);
     }
-    put_text(to, "    0.00000e+00");
-    if (std::signbit(value)) to[3] = '-';
-    for (int at = 10; at > 5; --at) {
-        to[at] = static_cast<char>('0' + found.digits % 10);
-        found.digits /= 10;
-    }
-    to[4] = static_cast<char>('0' + found.digits);
-    if (found.exponent < 0) to[12] = '-';
-    const int size = std::abs(found.exponent);
-    to[13] = static_cast<char>('0' + size / 10);
-    to[14] = static_cast<char>('0' + size % 10);
+    constexpr std::uint64_t point = '.', letter = 'e', plus = '+', minus = '-', blank = ' ';
+    const std::uint64_t digits = (digit_bytes(found.digits) | zeros) >> 16U; // the first two of eight are 0
+    const std::uint64_t mantissa = (digits & 0xffU) | point << 8U | (digits & ~std::uint64_t{0xff}) << 8U;
+    const std::uint64_t sign = std::signbit(value) ? minus : blank;
+    const bool small = found.exponent < 0;
+    const auto size = static_cast<std::uint64_t>(small ? -found.exponent : found.exponent);
+    const std::uint64_t tens = size * 103 >> 10U, ones = size - 10 * tens;
+    const std::uint64_t exponent = letter | (small ? minus : plus) << 8U | ('0' + tens) << 16U | ('0' + ones) << 24U;
+    put_word(to, (blanks & 0xffffffU) | sign << 24U | mantissa << 32U);
+    put_word(to + 7, (mantissa >> 24U & 0xffffffffU) | exponent << 32U);
     return to + 15;
 }
 
 char* put_int(char* to, std::int32_t value, int width)
 {
+    if (value >= 0 && value < 100000000 && width >= 4) {
+        const std::uint64_t digits = digit_bytes(static_cast<std::uint32_t>(value));
+        const int leading = std::countr_zero(digits | std::uint64_t{1} << 56U) / 8; // zeros before the first digit
+        const std::uint64_t text = digits | blanks | (zeros - blanks) << 8 * leading;
+        if (width >= 8) {
+            std::memset(to, ' ', static_cast<std::size_t>(width - 8));
+            put_word(to + width - 8, text);
+            return to + width;
+        }
+        if (leading + width >= 8) {
+            put_word(to, static_cast<std::uint32_t>(text >> 8 * (8 - width) & 0xffffffffU));
+            put_word(to + width - 4, static_cast<std::uint32_t>(text >> 32U));
+            return to + width;
+        }
+    }
     char text[16];
     const char* end = std::to_chars(text, text + sizeof text, value).ptr;
     return put_padded(to, text, static_cast<std::size_t>(end - text), static_cast<std::size_t>(width));
