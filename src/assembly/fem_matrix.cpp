@@ -4,12 +4,13 @@
 #include "assembly/kernels.h"
 #include "assembly/node_values.h"
 #include "assembly/scatter.h"
+#include "assembly/triangle.h"
 #include "common/by_element.h"
 #include "common/element_table.h"
 #include "common/look_ahead.h"
 #include "common/record_list.h"
 
-#include <type_traits>
+#include <iterator>
 
 namespace tarnel
 {
@@ -105,22 +106,18 @@ static void differentiate(const control& cntl, const felm_struct_record& felm, i
     set_global_derivatives(count, d, inverse, at.g);
 }
 
-// `count` nodes, a constant where the compiler shall know it; derivatives that are the same at every point, as in a
-// triangle of three nodes, are formed once.
-template <class number>
 static void integrate_element(const control& cntl, const felm_struct_record& felm, const element_nodes& nodes,
-                              number count, bool same_derivatives, const type_points& points,
-                              const element_material& material, edge_terms* edges, element_system& element,
-                              std::FILE* log)
+                              const type_points& points, const element_material& material, edge_terms* edges,
+                              element_system& element, std::FILE* log)
 {
     const bool axisymmetric = cntl.iax == 1;
     const double s = axisymmetric ? -1.0 : 1.0;
+    const int count = nodes.count;
     clear(count, element);
-    point_derivatives first, at;
+    point_derivatives at;
     for (int p = 0; p < points.rule.points; ++p) {
         const shape_values& n = points.n[p];
-        if (p == 0 || !same_derivatives) differentiate(cntl, felm, count, nodes.coordinates, points.d[p], first, log);
-        at = first;
+        differentiate(cntl, felm, count, nodes.coordinates, points.d[p], at, log);
         double dv = points.rule.point[p].weight * at.det;
         element.area += dv;
         double radius = 1.0, js = material.js;
@@ -135,6 +132,42 @@ static void integrate_element(const control& cntl, const felm_struct_record& fel
             add_eddy_currents(count, n, material.sigma, dv, cntl.delta_t, nodes.previous, element.k, element.f);
         if (edges != nullptr)
             add_edge_point(*edges, axisymmetric, count, n, at.g, dv, radius, material.sigma, nodes.change);
+    }
+}
+
+// A triangle of three nodes on which no circuit edge acts.
+struct triangle_system {
+    triangle_matrix k; // [m/H, m2/H]
+    triangle_values f;
+    double area; // [m2]
+};
+
+static void integrate_triangle(const control& cntl, const felm_struct_record& felm, const double coordinates[][3],
+                               const double previous[], const type_points& points, const element_material& material,
+                               triangle_system& element, std::FILE* log)
+{
+    const bool axisymmetric = cntl.iax == 1, eddies = cntl.delta_t > cntl.eps_zero;
+    const double s = axisymmetric ? -1.0 : 1.0;
+    triangle_derivatives at;
+    if (!set_triangle_derivatives(points.d[0], coordinates, cntl.eps_zero, at)) fail_jacobian(log, felm.noe);
+    triangle_values corrected;
+    triangle_matrix share;
+    clear_triangle(element.k, element.f);
+    element.area = 0.0;
+    for (int p = 0; p < triangle_points; ++p) {
+        const shape_values& n = points.n[p];
+        double dv = points.rule.point[p].weight * at.det; // the weights are the same
+        element.area += dv;
+        const double* gx = at.x;
+        if (axisymmetric) {
+            dv *= correct_triangle(n, coordinates, at.x, corrected);
+            gx = corrected;
+        }
+        if (axisymmetric || p == 0) set_triangle_stiffness(gx, at.y, material.reluctivity, dv, share);
+        add_triangle_stiffness(share, element.k);
+        add_triangle_sources(n, gx, at.y, material.js, material.hx[p], material.hy[p], s, dv, element.f);
+        if (eddies)
+            add_eddy_currents(triangle_nodes, n, material.sigma, dv, cntl.delta_t, previous, element.k, element.f);
     }
 }
 
@@ -175,7 +208,27 @@ static void look_ahead(const record_list& list, const node_values& nodes, const 
             const std::int64_t start = matrix.start[static_cast<std::size_t>(nufai) - 1];
             ask_for(matrix.mindex.get() + start);
             ask_for(matrix.amatr.get() + start);
+            ask_for(matrix.amatr.get() + matrix.start[static_cast<std::size_t>(nufai)] -
+                    1); // a row has two lines often
         }
+}
+
+static double assemble_triangle(const control& cntl, const felm_struct_record& felm, const node_values& nodes,
+                                const owned_array<double>& avalp, const std::size_t place[], const type_points& points,
+                                const element_material& material, matrix_rows& matrix, double uvecr[], std::FILE* log)
+{
+    local_nodes local;
+    double coordinates[triangle_nodes][3], previous[triangle_nodes];
+    set_local_nodes(nodes, triangle_nodes, place, local);
+    for (std::size_t k = 0; k < triangle_nodes; ++k) {
+        const node_value& point = nodes.ggg.values[place[k]];
+        coordinates[k][0] = point.x, coordinates[k][1] = point.y;
+        previous[k] = avalp[place[k]];
+    }
+    triangle_system element;
+    integrate_triangle(cntl, felm, coordinates, previous, points, material, element, log);
+    scatter_triangle(element.k, element.f, local, matrix, uvecr);
+    return element.area;
 }
 
 static void assemble_elements(const control& cntl, fem_matrix_files files, const node_values& nodes,
@@ -187,25 +240,26 @@ static void assemble_elements(const control& cntl, fem_matrix_files files, const
     element_system element;
     element_nodes gathered;
     record_list list = felm_list(files.felm_struct, cntl.maxfelm);
-    for (felm_struct_record felm; next_record(log, list, felm);) {
+    for (felm_struct_record copy; const felm_struct_record* next = next_in_place(log, list, copy);) {
+        const felm_struct_record& felm = *next;
         look_ahead(list, nodes, avalp, matrix, uvecr);
         const element_type& type = element_type_of(log, felm.type, felm.noe, "");
         if (felm.nop < 0 || felm.nop > cntl.maxprp) fail(log, "      Error. prop no. over the limit.\n");
         const element_material material = read_material(cntl, files, felm, log);
         std::size_t place[most_nodes];
         find_nodes(cntl, nodes.index, "fem", felm.noe, type.nodes, felm.node, place, log);
-        local_nodes local;
-        set_local_nodes(nodes, type.nodes, place, local);
-        gather_nodes(nodes, avalp, type.nodes, place, gathered);
-        if (edges != nullptr) find_acting_edges(cntl, *edges, felm, material.sigma, files.circuits->centres, log);
         const type_points& points = prepared.of[&type - element_types];
-        if (type.code == 203)
-            integrate_element(cntl, felm, gathered, std::integral_constant<int, 3>{}, true, points, material, edges,
-                              element, log);
-        else
-            integrate_element(cntl, felm, gathered, type.nodes, false, points, material, edges, element, log);
-        scatter_element(type.nodes, element.k, element.f, local, matrix, uvecr);
-        if (edges != nullptr) scatter_edges(*edges, type.nodes, local);
+        if (type.code == 203 && edges == nullptr) {
+            element.area = assemble_triangle(cntl, felm, nodes, avalp, place, points, material, matrix, uvecr, log);
+        } else {
+            local_nodes local;
+            set_local_nodes(nodes, type.nodes, place, local);
+            gather_nodes(nodes, avalp, type.nodes, place, gathered);
+            if (edges != nullptr) find_acting_edges(cntl, *edges, felm, material.sigma, files.circuits->centres, log);
+            integrate_element(cntl, felm, gathered, points, material, edges, element, log);
+            scatter_element(type.nodes, element.k, element.f, local, matrix, uvecr);
+            if (edges != nullptr) scatter_edges(*edges, type.nodes, local);
+        }
         write_value(log, files.areas, felm.noe, "w1");
         write_value(log, files.areas, element.area, "w2");
     }

@@ -51,12 +51,17 @@ inline void set_jacobian(int nodes, const natural_derivatives d, const double co
     j[2][2] = 1.0;
 }
 
+inline double determinant(const double j[3][3])
+{
+    return j[0][0] * (j[1][1] * j[2][2] - j[2][1] * j[1][2]) + j[0][1] * (j[1][2] * j[2][0] - j[1][0] * j[2][2]) +
+           j[0][2] * (j[2][1] * j[1][0] - j[1][1] * j[2][0]);
+}
+
 // The inverse by cofactors; the determinant [m2] is stored in any case.
 //   returns 0, or 1 for a determinant below the tolerance (or a NaN), with the inverse unwritten
 inline int invert_jacobian(const double j[3][3], double tolerance, double& det, double inverse[3][3])
 {
-    det = j[0][0] * (j[1][1] * j[2][2] - j[2][1] * j[1][2]) + j[0][1] * (j[1][2] * j[2][0] - j[1][0] * j[2][2]) +
-          j[0][2] * (j[2][1] * j[1][0] - j[1][1] * j[2][0]);
+    det = determinant(j);
     if (!(det >= tolerance)) return 1;
     inverse[0][0] = (j[1][1] * j[2][2] - j[1][2] * j[2][1]) / det;
     inverse[0][1] = (j[0][2] * j[2][1] - j[0][1] * j[2][2]) / det;
@@ -127,8 +132,9 @@ inline void add_sources(int nodes, const shape_values n, const global_derivative
 // Adds one point's share of the backward-Euler term: sigma N_i N_j dv / dt to the matrix, the same times the previous
 // potentials to the right-hand side.
 //   sigma  conductivity [S/m];  dt  time step [s];  previous  potentials of the step before [Wb/m]
-inline void add_eddy_currents(int nodes, const shape_values n, double sigma, double dv, double dt,
-                              const double previous[], element_matrix k, double f[])
+template <std::size_t places>
+void add_eddy_currents(int nodes, const shape_values n, double sigma, double dv, double dt, const double previous[],
+                       double (*k)[places], double f[])
 {
     for (int i = 0; i < nodes; ++i)
         for (int j = 0; j < nodes; ++j) {

@@ -32,6 +32,16 @@ struct record_list {
          file, tag, number, limit);
 }
 
+// Counts a record that has been read and checks its number, the first four bytes.
+inline std::int32_t checked_number(std::FILE* log, record_list& list, const void* record)
+{
+    ++list.count;
+    std::int32_t number;
+    std::memcpy(&number, record, sizeof number);
+    if (number < 0 || number > list.limit) fail(log, "      Error. %s\n", list.range_line);
+    return number;
+}
+
 // Reads the next record; its first four bytes are its number.
 //   returns false at the end record, which is stored too
 //   errors  a short read "(r)", the list's range line, or the three lines of a list without an end
@@ -39,11 +49,24 @@ template <class record> bool next_record(std::FILE* log, record_list& list, reco
 {
     if (list.count >= list.limit) fail_without_end(log, list.file.name, "r", list.number_name, list.limit_name);
     read_values(log, list.file, &to, 1, "r");
-    ++list.count;
-    std::int32_t number;
-    std::memcpy(&number, &to, sizeof number);
-    if (number < 0 || number > list.limit) fail(log, "      Error. %s\n", list.range_line);
-    return number != 0;
+    return checked_number(log, list, &to) != 0;
+}
+
+// The same without a copy: the record stands in the file's buffer until the next read, or in `copy` where the buffer
+// holds it in parts or at an odd place.
+//   returns nullptr at the end record
+template <class record> const record* next_in_place(std::FILE* log, record_list& list, record& copy)
+{
+    if (list.count >= list.limit) fail_without_end(log, list.file.name, "r", list.number_name, list.limit_name);
+    input_file& file = list.file;
+    const void* at = file.buffer.get() + file.at;
+    if (sizeof(record) <= file.filled - file.at && reinterpret_cast<std::uintptr_t>(at) % alignof(record) == 0) {
+        file.at += sizeof(record);
+    } else {
+        read_values(log, file, &copy, 1, "r");
+        at = &copy;
+    }
+    return checked_number(log, list, at) == 0 ? nullptr : static_cast<const record*>(at);
 }
 
 // Records of this size that the file can still hold, at most the limit; what arrays are sized by. 0 when the file does
