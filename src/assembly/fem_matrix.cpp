@@ -179,22 +179,23 @@ static void gather_nodes(const node_values& nodes, const owned_array<double>& av
         const node_value& point = nodes.ggg.values[place[k]];
         gathered.coordinates[k][0] = point.x;
         gathered.coordinates[k][1] = point.y;
-        gathered.coordinates[k][2] = point.z;
+        gathered.coordinates[k][2] = 0.0;
         gathered.previous[k] = avalp[place[k]];
-        gathered.change[k] = avalp[place[k]] - point.aval0;
+        gathered.change[k] = avalp[place[k]] - terms_of(nodes, point).aval0;
     }
 }
 
 // Asks for what elements further on touch: nodes, then starts of rows, then terms, each when the one before has come.
-static void look_ahead(const record_list& list, const node_values& nodes, const owned_array<double>& avalp,
-                       const matrix_rows& matrix, const double uvecr[])
+static void look_ahead(const control& cntl, const record_list& list, const node_values& nodes,
+                       const owned_array<double>& avalp, const matrix_rows& matrix, const double uvecr[])
 {
+    const bool transient = cntl.delta_t > cntl.eps_zero;
     std::size_t place[looked_at];
     std::size_t count = places_ahead<felm_struct_record>(list, nodes.index, 36, place);
     for (std::size_t k = 0; k < count; ++k) {
         ask_for(&nodes.ggg.values[place[k]].x);
         ask_for(&nodes.ggg.values[place[k]].nufai);
-        ask_for(&avalp[place[k]]);
+        if (transient) ask_for(&avalp[place[k]]);
     }
     count = places_ahead<felm_struct_record>(list, nodes.index, 24, place);
     for (std::size_t k = 0; k < count; ++k)
@@ -219,11 +220,12 @@ static double assemble_triangle(const control& cntl, const felm_struct_record& f
 {
     local_nodes local;
     double coordinates[triangle_nodes][3], previous[triangle_nodes];
+    const bool transient = cntl.delta_t > cntl.eps_zero;
     set_local_nodes(nodes, triangle_nodes, place, local);
     for (std::size_t k = 0; k < triangle_nodes; ++k) {
         const node_value& point = nodes.ggg.values[place[k]];
         coordinates[k][0] = point.x, coordinates[k][1] = point.y;
-        previous[k] = avalp[place[k]];
+        previous[k] = transient ? avalp[place[k]] : 0.0;
     }
     triangle_system element;
     integrate_triangle(cntl, felm, coordinates, previous, points, material, element, log);
@@ -242,7 +244,7 @@ static void assemble_elements(const control& cntl, fem_matrix_files files, const
     record_list list = felm_list(files.felm_struct, cntl.maxfelm);
     for (felm_struct_record copy; const felm_struct_record* next = next_in_place(log, list, copy);) {
         const felm_struct_record& felm = *next;
-        look_ahead(list, nodes, avalp, matrix, uvecr);
+        look_ahead(cntl, list, nodes, avalp, matrix, uvecr);
         const element_type& type = element_type_of(log, felm.type, felm.noe, "");
         if (felm.nop < 0 || felm.nop > cntl.maxprp) fail(log, "      Error. prop no. over the limit.\n");
         const element_material material = read_material(cntl, files, felm, log);
@@ -302,7 +304,7 @@ void eat_calc_fem_matrix(control cntl, fem_matrix_files files, std::int32_t nvol
     if (matrix.ndim < 1 || matrix.ndim > cntl.maxdim) fail(log, "      Error. unknown no. over the limit, or, 0.\n");
     const node_values nodes = read_node_values(cntl, files.node_struct, matrix.ndim, log);
     if (cntl.iopt_trans == 1) check_time_step(cntl, log);
-    const owned_array<double> avalp = read_previous_potentials(cntl, files.previous, nodes, log);
+    const owned_array<double> avalp = read_previous_potentials(cntl, files.previous, nodes.index, log);
     read_index_rows(log, files.index, cntl.maxnzero, column_check::none, matrix);
     const owned_array<double> uvecr = zero_array<double>(log, "uvecr", static_cast<std::size_t>(matrix.ndim));
     edge_terms edges;

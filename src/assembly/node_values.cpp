@@ -1,21 +1,34 @@
 #include "assembly/node_values.h"
 
 #include "common/element_table.h"
-#include "common/record_list.h"
+
+#include <cstring>
 
 namespace tarnel
 {
+
+const node_struct_record* next_node(record_list& list, node_struct_record& copy, std::int32_t ndim, std::FILE* log)
+{
+    const node_struct_record* node = next_in_place(log, list, copy);
+    if (node != nullptr && node->nufai > ndim) fail(log, "      Error. node.nufai > ndim.  nog = %d \n", node->nog);
+    return node;
+}
 
 node_values read_node_values(const control& cntl, input_file& in, std::int32_t ndim, std::FILE* log)
 {
     node_values nodes;
     const std::size_t most = record_capacity(in, sizeof(node_struct_record), cntl.maxnog);
     reserve(log, "ggg", nodes.ggg, most);
+    reserve(log, "ggg", nodes.index.numbers, most);
+    append(log, "ggg", nodes.terms, potential_terms{});
     record_list list = node_list(in, cntl.maxnog);
-    for (node_struct_record node; next_record(log, list, node);) {
-        if (node.nufai > ndim) fail(log, "      Error. node.nufai > ndim.  nog = %d \n", node.nog);
-        append(log, "ggg", nodes.ggg, {node.x, node.y, node.z, node.fai0, node.acoef, node.nufai});
-        add_number(log, "ggg", nodes.index, node.nog);
+    for (node_struct_record copy; const node_struct_record* node = next_node(list, copy, ndim, log);) {
+        const potential_terms terms = {node->fai0, node->acoef};
+        const bool plain = std::memcmp(&terms, nodes.terms.values.get(), sizeof terms) == 0; // by their bits
+        const auto place = plain ? 0 : static_cast<std::int32_t>(nodes.terms.size);
+        if (!plain) append(log, "ggg", nodes.terms, terms);
+        append(log, "ggg", nodes.ggg, {node->x, node->y, node->nufai, place});
+        add_number(log, "ggg", nodes.index, node->nog);
     }
     finish_index(log, "ggg", nodes.index);
     return nodes;
@@ -26,14 +39,14 @@ void check_time_step(const control& cntl, std::FILE* log)
     if (cntl.eps_zero > cntl.delta_t) fail(log, "      Error. time step(cntl.delta_t) is zero.\n");
 }
 
-owned_array<double> read_previous_potentials(const control& cntl, input_file* in, const node_values& nodes,
+owned_array<double> read_previous_potentials(const control& cntl, input_file* in, const number_index& nodes,
                                              std::FILE* log)
 {
-    owned_array<double> avalp = zero_array<double>(log, "avalp", nodes.index.numbers.size);
+    owned_array<double> avalp = zero_array<double>(log, "avalp", nodes.numbers.size);
     if (in == nullptr) return avalp;
     record_list list = node_list(*in, cntl.maxnog);
     for (potential_record node; next_record(log, list, node);) {
-        const std::int32_t place = place_of(nodes.index, node.nog);
+        const std::int32_t place = place_of(nodes, node.nog);
         if (place >= 0) avalp[static_cast<std::size_t>(place)] = node.potential;
     }
     return avalp;

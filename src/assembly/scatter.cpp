@@ -7,8 +7,9 @@ void set_local_nodes(const node_values& nodes, std::int32_t count, const std::si
 {
     for (std::int32_t k = 0; k < count; ++k) {
         const node_value& node = nodes.ggg.values[place[k]];
-        local.aval0[k] = node.aval0;
-        local.acoef[k] = node.acoef;
+        const potential_terms& terms = terms_of(nodes, node);
+        local.aval0[k] = terms.aval0;
+        local.acoef[k] = terms.acoef;
         local.unknown[k] = node.nufai < 1 ? -1 : node.nufai - 1;
     }
 }

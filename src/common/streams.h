@@ -111,6 +111,21 @@ inline void write_bytes(std::FILE* log, output_file& file, const void* from, std
     file.filled += n;
 }
 
+// Writes what `put` makes, at most `most` bytes: it is given a place and returns the end; mostly a place in the buffer.
+//   errors  as for write_bytes
+template <std::size_t most, class maker>
+void write_made(std::FILE* log, output_file& file, const char* tag, const maker& put)
+{
+    if (most > stream_buffer_bytes - file.filled) {
+        char aside[most];
+        const char* end = put(aside);
+        return write_bytes(log, file, aside, static_cast<std::size_t>(end - aside), tag);
+    }
+    file.tag = tag;
+    const char* end = put(file.buffer.get() + file.filled);
+    file.filled = static_cast<std::size_t>(end - file.buffer.get());
+}
+
 template <class T> void write_values(std::FILE* log, output_file& file, const T* from, std::size_t n, const char* tag)
 {
     static_assert(std::is_trivially_copyable_v<T> && !std::is_pointer_v<T>);

@@ -11,12 +11,11 @@ namespace tarnel
 
 static void write_row(output_file& table, const node_struct_record& node, double potential, std::FILE* log)
 {
-    char row[160];
-    char* at = put_text(row, "  ");
-    at = put_int(at, node.nog, 10);
-    for (const double value : {node.x, node.y, potential}) at = put_e15_5(put_text(at, " "), value);
-    at = put_text(at, " \n");
-    write_bytes(log, table, row, static_cast<std::size_t>(at - row), "w");
+    write_made<160>(log, table, "w", [&](char* at) {
+        at = put_int(put_text(at, "  "), node.nog, 10);
+        for (const double value : {node.x, node.y, potential}) at = put_e15_5(put_text(at, " "), value);
+        return put_text(at, " \n");
+    });
 }
 
 void eat_calc_node_resl(control cntl, node_resl_files files, std::FILE* log)
@@ -32,9 +31,9 @@ void eat_calc_node_resl(control cntl, node_resl_files files, std::FILE* log)
     write_table_head(log, files.table, "    === nodal results ===\n\n", columns);
 
     record_list list = node_list(files.node_struct, cntl.maxnog);
-    for (node_struct_record node; next_record(log, list, node);) {
+    for (node_struct_record copy; const node_struct_record* next = next_node(list, copy, ndim, log);) {
+        const node_struct_record& node = *next;
         if (node.nufai == 0) continue;
-        if (node.nufai > ndim) fail(log, "      Error. node.nufai > ndim.  nog = %d \n", node.nog);
         const double potential = node_potential(node.nufai, node.fai0, node.acoef, xvecr.get());
         write_row(files.table, node, potential, log);
         write_value(log, files.results, potential_record{node.nog, 0, potential}, "w");
