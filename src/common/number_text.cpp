@@ -118,21 +118,37 @@ template <class word> static void put_word(char* to, word characters)
         std::memcpy(to, &characters, sizeof characters);
 }
 
+// The four characters of each exponent, as in "e-05".
+struct exponent_texts {
+    std::uint32_t of[most_power - least_power + 1];
+};
+
+constexpr exponent_texts write_exponents()
+{
+    exponent_texts texts{};
+    for (int exponent = least_power; exponent <= most_power; ++exponent) {
+        const auto size = static_cast<std::uint32_t>(exponent < 0 ? -exponent : exponent);
+        const std::uint32_t letter = 'e', sign = exponent < 0 ? '-' : '+';
+        texts.of[exponent - least_power] = letter | sign << 8U | ('0' + size / 10) << 16U | ('0' + size % 10) << 24U;
+    }
+    return texts;
+}
+constexpr exponent_texts exponents = write_exponents();
+
+[[gnu::noinline]] static char* put_e15_5_exactly(char* to, double value)
+{
+    char text[40];
+    return put_padded(to, text, static_cast<std::size_t>(put_scientific(text, value, 5) - text), 15);
+}
+
 char* put_e15_5(char* to, double value)
 {
     six_digits found{0, 0};
-    if (value != 0.0 && !find_digits(std::fabs(value), found)) {
-        char text[40];
-        return put_padded(to, text, static_cast<std::size_t>(put_scientific(text, value, 5) - text), 15);
-    }
-    constexpr std::uint64_t point = '.', letter = 'e', plus = '+', minus = '-', blank = ' ';
+    if (value != 0.0 && !find_digits(std::fabs(value), found)) return put_e15_5_exactly(to, value);
     const std::uint64_t digits = (digit_bytes(found.digits) | zeros) >> 16U; // the first two of eight are 0
-    const std::uint64_t mantissa = (digits & 0xffU) | point << 8U | (digits & ~std::uint64_t{0xff}) << 8U;
-    const std::uint64_t sign = std::signbit(value) ? minus : blank;
-    const bool small = found.exponent < 0;
-    const auto size = static_cast<std::uint64_t>(small ? -found.exponent : found.exponent);
-    const std::uint64_t tens = size * 103 >> 10U, ones = size - 10 * tens;
-    const std::uint64_t exponent = letter | (small ? minus : plus) << 8U | ('0' + tens) << 16U | ('0' + ones) << 24U;
+    const std::uint64_t mantissa = (digits & 0xffU) | std::uint64_t{'.'} << 8U | (digits & ~std::uint64_t{0xff}) << 8U;
+    const std::uint64_t sign = std::signbit(value) ? '-' : ' ';
+    const std::uint64_t exponent = exponents.of[found.exponent - least_power];
     put_word(to, (blanks & 0xffffffU) | sign << 24U | mantissa << 32U);
     put_word(to + 7, (mantissa >> 24U & 0xffffffffU) | exponent << 32U);
     return to + 15;

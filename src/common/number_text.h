@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 
 namespace tarnel
 {
@@ -23,8 +24,8 @@ char* put_int(char* to, std::int32_t value, int width);
 // Appends a text of known length.
 template <std::size_t n> char* put_text(char* to, const char (&text)[n])
 {
-    for (std::size_t k = 0; k + 1 < n; ++k) *to++ = text[k];
-    return to;
+    std::memcpy(to, text, n - 1);
+    return to + n - 1;
 }
 
 } // namespace tarnel
