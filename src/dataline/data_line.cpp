@@ -1,6 +1,7 @@
 #include "dataline/data_line.h"
 
 #include "dataline/field_scan.h"
+#include "dataline/quick_line.h"
 
 #include <bit>
 #include <cstring>
@@ -151,23 +152,13 @@ double t_get_dprm(const data_line& line, std::int32_t ip, double dmin, double dm
     return value;
 }
 
-// The number that up to eight digits stand for, -1 where other characters are among them. Two, four and then eight
-// digits are joined by a multiplication each: 10 a + b for all pairs at once. Takes a whole word, as a line has
-// anywhere.
+// The number that up to eight digits stand for, -1 where other characters are among them. Takes a whole word, as a line
+// has anywhere.
 static std::int32_t join_digits(const char* first, std::ptrdiff_t count)
 {
-    constexpr std::uint64_t zeros = 0x3030303030303030, high = 0xf0f0f0f0f0f0f0f0, six = 0x0606060606060606;
-    if (std::endian::native != std::endian::little || count < 1 || count > 8) return -1;
-    std::uint64_t word;
-    std::memcpy(&word, first, sizeof word);
-    const auto unused = static_cast<unsigned>(8 * (8 - count));
-    word = word << unused | (zeros & ((std::uint64_t{1} << unused) - 1)); // leading zeros
-    if ((word & high) != zeros || ((word + six) & high) != zeros) return -1;
-    word -= zeros;
-    word = (word * 10 + (word >> 8U)) & 0x00ff00ff00ff00ff;
-    word = (word * 100 + (word >> 16U)) & 0x0000ffff0000ffff;
-    word = word * 10000 + (word >> 32U);
-    return static_cast<std::int32_t>(word & 0xffffffffU);
+    if (std::endian::native != std::endian::little || count < 1) return -1;
+    const leading_digits digits = find_leading_digits(first);
+    return digits.count == count ? static_cast<std::int32_t>(join_eight_digits(digits.word)) : -1;
 }
 
 std::int32_t t_get_iprm(const data_line& line, std::int32_t ip, std::int32_t imin, std::int32_t imax, std::FILE* log)
