@@ -18,8 +18,10 @@ constexpr std::int32_t none = std::numeric_limits<std::int32_t>::max();
 static number_index read_defined_nodes(const control& cntl, input_file& nodes, std::FILE* log)
 {
     number_index defined;
+    reserve(log, "idefng", defined.numbers, record_capacity(nodes, sizeof(mesh_node_record), cntl.maxnog));
     record_list list = node_list(nodes, cntl.maxnog);
-    for (mesh_node_record node; next_record(log, list, node);) add_number(log, "idefng", defined, node.nog);
+    for (mesh_node_record copy; const mesh_node_record* node = next_in_place(log, list, copy);)
+        add_number(log, "idefng", defined, node->nog);
     finish_index(log, "idefng", defined);
     return defined;
 }
@@ -31,7 +33,8 @@ static std::int32_t mark_felm_nodes(const control& cntl, input_file& felms, cons
 {
     std::int32_t lowest = none;
     record_list list = felm_list(felms, cntl.maxfelm);
-    for (mesh_felm_record felm; next_record(log, list, felm);) {
+    for (mesh_felm_record copy; const mesh_felm_record* next = next_in_place(log, list, copy);) {
+        const mesh_felm_record& felm = *next;
         const element_type& type = element_type_of(log, felm.type, felm.noe, ".");
         for (std::int32_t j = 0; j < type.nodes; ++j) {
             if (felm.node[j] < 1 || felm.node[j] > cntl.maxnog) fail_connection(log, "fem", felm.noe, j + 1);

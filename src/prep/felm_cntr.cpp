@@ -9,20 +9,25 @@
 namespace tarnel
 {
 
+struct mesh_point {
+    double x, y, z; // [m]
+};
+
 struct point_table {
     number_index index;
-    growing_array<double> ggg; // x, y, z by place [m]
+    growing_array<mesh_point> ggg; // by place
 };
 
 static point_table read_points(const control& cntl, input_file& in, std::FILE* log)
 {
     point_table points;
+    const std::size_t most = record_capacity(in, sizeof(mesh_node_record), cntl.maxnog);
+    reserve(log, "ggg", points.ggg, most);
+    reserve(log, "ggg", points.index.numbers, most);
     record_list list = node_list(in, cntl.maxnog);
-    for (mesh_node_record node; next_record(log, list, node);) {
-        append(log, "ggg", points.ggg, node.x);
-        append(log, "ggg", points.ggg, node.y);
-        append(log, "ggg", points.ggg, node.z);
-        add_number(log, "ggg", points.index, node.nog);
+    for (mesh_node_record copy; const mesh_node_record* node = next_in_place(log, list, copy);) {
+        append(log, "ggg", points.ggg, {node->x, node->y, node->z});
+        add_number(log, "ggg", points.index, node->nog);
     }
     finish_index(log, "ggg", points.index);
     return points;
@@ -46,20 +51,27 @@ void t_set_felm_cntr(control cntl, felm_cntr_files files, std::FILE* log)
     log_lines(log, "    === in func. t_set_felm_cntr ===\n");
     const point_table points = read_points(cntl, files.nodes, log);
     record_list list = felm_list(files.felms, cntl.maxfelm);
-    for (mesh_felm_record felm; next_record(log, list, felm);) {
+    for (mesh_felm_record copy; const mesh_felm_record* next = next_in_place(log, list, copy);) {
+        const mesh_felm_record& felm = *next;
         std::size_t ahead[looked_at];
         const std::size_t places = places_ahead<mesh_felm_record>(list, points.index, 16, ahead);
-        for (std::size_t k = 0; k < places; ++k) ask_for(&points.ggg.values[3 * ahead[k]]);
+        for (std::size_t k = 0; k < places; ++k) {
+            ask_for(&points.ggg.values[ahead[k]].x);
+            ask_for(&points.ggg.values[ahead[k]].z);
+        }
         const centre_rule rule = find_rule(felm.type, felm.noe, log);
-        double centre[3] = {};
+        double x = 0.0, y = 0.0, z = 0.0;
         for (std::int32_t k = 0; k < rule.nodes; ++k) {
             if (felm.node[k] < 1 || felm.node[k] > cntl.maxnog) fail_connection(log, "fem", felm.noe, k + 1);
             const std::int32_t place = place_of(points.index, felm.node[k]);
             if (place < 0) continue; // an undefined node counts as the origin; the node check has refused it
-            for (std::size_t c = 0; c < 3; ++c)
-                centre[c] += rule.weight[k] * points.ggg.values[3 * static_cast<std::size_t>(place) + c];
+            const mesh_point& point = points.ggg.values[static_cast<std::size_t>(place)];
+            const double weight = rule.weight[k];
+            x += weight * point.x;
+            y += weight * point.y;
+            z += weight * point.z;
         }
-        if (rule.planar) centre[2] = 0.0;
+        const double centre[] = {x, y, rule.planar ? 0.0 : z};
         write_value(log, files.centres, felm.noe, "w1");
         write_values(log, files.centres, centre, 3, "w2");
     }

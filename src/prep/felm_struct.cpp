@@ -128,7 +128,8 @@ void eat_set_felm_struct(control cntl, felm_struct_files files, std::FILE* log)
     const property_table properties = read_properties(cntl, files.properties, log);
     const lcs_table systems = t_rd_lcs_struct(cntl, files.lcs, log);
     record_list list = felm_list(files.felms, cntl.maxfelm);
-    for (mesh_felm_record felm; next_record(log, list, felm);) {
+    for (mesh_felm_record copy; const mesh_felm_record* next = next_in_place(log, list, copy);) {
+        const mesh_felm_record& felm = *next;
         element_type_of(log, felm.type, felm.noe, "");
         double centre[3];
         read_centre(log, files.centres, felm.noe, shown_numbers::both, centre);

@@ -12,25 +12,42 @@
 namespace tarnel
 {
 
+struct node_point {
+    double x, y; // [m]
+};
+
+struct node_condition {
+    double fai0, acoef; // constant term [Wb/m] and coefficient
+    std::int32_t noind; // independent node, 0 for none
+};
+
 // Nodes by place: those defined, in file order, then those that elements use although no record defines them, which
 // take part in the numbering and get no record.
 struct node_table {
     number_index index;
     std::size_t defined = 0;            // places with a record, idefng
-    growing_array<double> ggg;          // x, y of the defined places [m]
+    growing_array<node_point> ggg;      // of the defined places
     growing_array<std::uint8_t> ireffe; // 1: an element uses the node
-    owned_array<double> fai0, acoef;    // constant term [Wb/m] and coefficient
     owned_array<std::int32_t> nufai;    // unknown number
-    owned_array<std::int32_t> ifixc;    // 1: the node has a condition
-    owned_array<std::int32_t> noind;    // its independent node, 0 for none
+    owned_array<std::int32_t> ifixc;    // place of the node's condition, from 1; 0 without one
+    growing_array<node_condition> conditions;
 };
+
+static const node_condition& condition_of(const node_table& nodes, std::size_t place)
+{
+    return nodes.conditions.values[static_cast<std::size_t>(nodes.ifixc[place]) - 1];
+}
 
 static void read_nodes(const control& cntl, input_file& in, node_table& nodes, std::FILE* log)
 {
+    const std::size_t most = record_capacity(in, sizeof(mesh_node_record), cntl.maxnog);
+    reserve(log, "ggg", nodes.ggg, most);
+    reserve(log, "ireffe", nodes.ireffe, most);
+    reserve(log, "idefng", nodes.index.numbers, most);
     record_list list = node_list(in, cntl.maxnog);
-    for (mesh_node_record node; next_record(log, list, node);) {
-        append(log, "ggg", nodes.ggg, node.x);
-        append(log, "ggg", nodes.ggg, node.y);
+    for (mesh_node_record copy; const mesh_node_record* next = next_in_place(log, list, copy);) {
+        const mesh_node_record& node = *next;
+        append(log, "ggg", nodes.ggg, {node.x, node.y});
         append(log, "ireffe", nodes.ireffe, std::uint8_t{0});
         add_number(log, "idefng", nodes.index, node.nog);
         if (cntl.iax == 1 && node.x < 0.0) fail(log, "      Error. radius < 0.0 for AX.  nog === %d \n", node.nog);
@@ -43,7 +60,8 @@ static void mark_nodes_of_elements(const control& cntl, input_file& in, node_tab
 {
     growing_array<std::int32_t> undefined;
     record_list list = felm_list(in, cntl.maxfelm);
-    for (mesh_felm_record felm; next_record(log, list, felm);) {
+    for (mesh_felm_record copy; const mesh_felm_record* next = next_in_place(log, list, copy);) {
+        const mesh_felm_record& felm = *next;
         const element_type& type = element_type_of(log, felm.type, felm.noe, ".");
         for (std::int32_t j = 0; j < type.nodes; ++j) {
             if (felm.node[j] < 1 || felm.node[j] > cntl.maxnog) fail_connection(log, "fem", felm.noe, j + 1);
@@ -98,10 +116,11 @@ static void read_fixed_conditions(const control& cntl, input_file& in, node_tabl
         const std::int32_t place = place_of(nodes.index, nog);
         if (place < 0) continue;
         const auto at = static_cast<std::size_t>(place);
-        nodes.ifixc[at] = 1;
-        nodes.fai0[at] = fai0;
-        nodes.noind[at] = noi;
-        nodes.acoef[at] = acoef;
+        if (nodes.ifixc[at] == 0) {
+            append(log, "fai0", nodes.conditions, {});
+            nodes.ifixc[at] = static_cast<std::int32_t>(nodes.conditions.size);
+        }
+        nodes.conditions.values[static_cast<std::size_t>(nodes.ifixc[at]) - 1] = {fai0, acoef, noi};
     }
     fail_without_end(log, conditions_file, "r-f", "nog", "maxnog");
 }
@@ -112,14 +131,12 @@ static std::int32_t number_free_nodes(const control& cntl, node_table& nodes, st
     for (std::int32_t k = 0; k < nodes.index.count; ++k) {
         const auto at = static_cast<std::size_t>(ascending_place(nodes.index, k).place);
         if (nodes.ireffe.values[at] == 0) continue;
-        if (nodes.ifixc[at] == 1) {
+        if (nodes.ifixc[at] != 0) {
             nodes.nufai[at] = -1;
             continue;
         }
         if (++ndim > cntl.maxdim) fail(log, "      Error. unknown no. over the limit.\n");
         nodes.nufai[at] = ndim;
-        nodes.fai0[at] = 0.0;
-        nodes.acoef[at] = 1.0;
     }
     return ndim;
 }
@@ -130,13 +147,15 @@ static void resolve_dependent_nodes(const control& cntl, node_table& nodes, std:
     for (std::int32_t k = 0; k < nodes.index.count; ++k) {
         const auto [number, place] = ascending_place(nodes.index, k);
         const auto at = static_cast<std::size_t>(place);
-        if (nodes.ireffe.values[at] == 0 || nodes.ifixc[at] == 0 || nodes.noind[at] <= 0) continue;
-        if (std::fabs(nodes.acoef[at]) < cntl.eps_zero)
+        if (nodes.ireffe.values[at] == 0 || nodes.ifixc[at] == 0) continue;
+        const node_condition& condition = condition_of(nodes, at);
+        if (condition.noind <= 0) continue;
+        if (std::fabs(condition.acoef) < cntl.eps_zero)
             fail(log,
                  "      Error. coefficient of unknown is zero.\n"
                  "             the dependent node no. === %d \n",
                  number);
-        const std::int32_t independent = place_of(nodes.index, nodes.noind[at]);
+        const std::int32_t independent = place_of(nodes.index, condition.noind);
         const std::int32_t unknown = independent < 0 ? 0 : nodes.nufai[static_cast<std::size_t>(independent)];
         if (unknown < 1)
             fail(log,
@@ -155,11 +174,15 @@ static void write_nodes(output_file& out, const node_table& nodes, std::FILE* lo
         if (at >= nodes.defined) continue;
         node_struct_record node;
         node.nog = number;
-        node.x = nodes.ggg.values[2 * at];
-        node.y = nodes.ggg.values[2 * at + 1];
+        node.x = nodes.ggg.values[at].x;
+        node.y = nodes.ggg.values[at].y;
         node.nufai = nodes.nufai[at];
-        node.fai0 = nodes.fai0[at];
-        node.acoef = nodes.acoef[at];
+        if (nodes.ifixc[at] != 0) {
+            node.fai0 = condition_of(nodes, at).fai0;
+            node.acoef = condition_of(nodes, at).acoef;
+        } else if (node.nufai > 0) {
+            node.acoef = 1.0; // the unknown itself
+        }
         write_value(log, out, node, "w");
     }
     write_value(log, out, node_struct_record{}, "w");
@@ -173,11 +196,8 @@ void eat_set_node_struct(control cntl, node_struct_files files, std::FILE* log)
     read_nodes(cntl, files.nodes, nodes, log);
     mark_nodes_of_elements(cntl, files.felms, nodes, log);
     const std::size_t places = nodes.index.numbers.size;
-    nodes.fai0 = zero_array<double>(log, "fai0", places);
-    nodes.acoef = zero_array<double>(log, "acoef", places);
     nodes.nufai = zero_array<std::int32_t>(log, "nufai", places);
     nodes.ifixc = zero_array<std::int32_t>(log, "ifixc", places);
-    nodes.noind = zero_array<std::int32_t>(log, "noind", places);
     skip_edge_conditions(cntl, files.conditions, log);
     read_fixed_conditions(cntl, files.conditions, nodes, log);
     const std::int32_t ndim = number_free_nodes(cntl, nodes, log);
