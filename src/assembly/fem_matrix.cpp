@@ -10,6 +10,7 @@
 #include "common/look_ahead.h"
 #include "common/record_list.h"
 
+#include <algorithm>
 #include <iterator>
 
 namespace tarnel
@@ -190,6 +191,7 @@ static void look_ahead(const control& cntl, const record_list& list, const node_
                        const owned_array<double>& avalp, const matrix_rows& matrix, const double uvecr[])
 {
     const bool transient = cntl.delta_t > cntl.eps_zero;
+    const auto terms = static_cast<std::size_t>(matrix.start[static_cast<std::size_t>(matrix.ndim)]);
     std::size_t place[looked_at];
     std::size_t count = places_ahead<felm_struct_record>(list, nodes.index, 36, place);
     for (std::size_t k = 0; k < count; ++k) {
@@ -206,11 +208,12 @@ static void look_ahead(const control& cntl, const record_list& list, const node_
     count = places_ahead<felm_struct_record>(list, nodes.index, 12, place);
     for (std::size_t k = 0; k < count; ++k)
         if (const std::int32_t nufai = nodes.ggg.values[place[k]].nufai; nufai >= 1) {
-            const std::int64_t start = matrix.start[static_cast<std::size_t>(nufai) - 1];
-            ask_for(matrix.mindex.get() + start);
-            ask_for(matrix.amatr.get() + start);
-            ask_for(matrix.amatr.get() + matrix.start[static_cast<std::size_t>(nufai)] -
-                    1); // a row has two lines often
+            const std::size_t first = static_cast<std::size_t>(matrix.start[static_cast<std::size_t>(nufai) - 1]);
+            const std::size_t further = std::min(first + 7, terms - 1); // a row has two lines of memory often
+            ask_for(&matrix.mindex[first]);
+            ask_for(&matrix.mindex[further]);
+            ask_for(&matrix.amatr[first]);
+            ask_for(&matrix.amatr[further]);
         }
 }
 
