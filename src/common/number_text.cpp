@@ -95,15 +95,22 @@ static bool find_digits(double value, six_digits& found)
     return true;
 }
 
-// The eight digits of a number below 10^8 as bytes 0 to 9, the first in the lowest byte: fours, pairs and single
-// digits come apart side by side.
-static std::uint64_t digit_bytes(std::uint32_t number)
+// The digits of numbers below 1000 as bytes 0 to 9, the first in the lowest byte.
+struct digit_triples {
+    std::uint32_t of[1000];
+};
+
+constexpr digit_triples write_triples()
 {
-    const std::uint64_t fours = number / 10000 | static_cast<std::uint64_t>(number % 10000) << 32U;
-    const std::uint64_t hundreds = (fours * 10486 >> 20U) & 0x0000007f0000007fU; // by 100, for up to 9999
-    const std::uint64_t pairs = hundreds | (fours - 100 * hundreds) << 16U;
-    const std::uint64_t tens = (pairs * 103 >> 10U) & 0x000f000f000f000fU; // by 10, for up to 99
-    return tens | (pairs - 10 * tens) << 8U;
+    digit_triples triples{};
+    for (std::uint32_t k = 0; k < 1000; ++k) triples.of[k] = k / 100 | k / 10 % 10 << 8U | k % 10 << 16U;
+    return triples;
+}
+constexpr digit_triples triples = write_triples();
+
+static std::uint64_t six_digit_bytes(std::uint32_t number)
+{
+    return triples.of[number / 1000] | std::uint64_t{triples.of[number % 1000]} << 24U;
 }
 
 constexpr std::uint64_t zeros = 0x3030303030303030;  // '0' in each byte
@@ -145,7 +152,7 @@ char* put_e15_5(char* to, double value)
 {
     six_digits found{0, 0};
     if (value != 0.0 && !find_digits(std::fabs(value), found)) return put_e15_5_exactly(to, value);
-    const std::uint64_t digits = (digit_bytes(found.digits) | zeros) >> 16U; // the first two of eight are 0
+    const std::uint64_t digits = six_digit_bytes(found.digits) | zeros;
     const std::uint64_t mantissa = (digits & 0xffU) | std::uint64_t{'.'} << 8U | (digits & ~std::uint64_t{0xff}) << 8U;
     const std::uint64_t sign = std::signbit(value) ? '-' : ' ';
     const std::uint64_t exponent = exponents.of[found.exponent - least_power];
@@ -157,15 +164,16 @@ char* put_e15_5(char* to, double value)
 char* put_int(char* to, std::int32_t value, int width)
 {
     if (value >= 0 && value < 100000000 && width >= 4) {
-        const std::uint64_t digits = digit_bytes(static_cast<std::uint32_t>(value));
+        const auto number = static_cast<std::uint32_t>(value);
+        const std::uint64_t digits = triples.of[number / 1000000] >> 8U | six_digit_bytes(number % 1000000) << 16U;
         const int leading = std::countr_zero(digits | std::uint64_t{1} << 56U) / 8; // zeros before the first digit
         const std::uint64_t text = digits | blanks | (zeros - blanks) << 8 * leading;
-        if (width >= 8) {
-            std::memset(to, ' ', static_cast<std::size_t>(width - 8));
+        if (width >= 8 && width <= 16) {
+            put_word(to, blanks);
             put_word(to + width - 8, text);
             return to + width;
         }
-        if (leading + width >= 8) {
+        if (width < 8 && leading + width >= 8) {
             put_word(to, static_cast<std::uint32_t>(text >> 8 * (8 - width) & 0xffffffffU));
             put_word(to + width - 4, static_cast<std::uint32_t>(text >> 32U));
             return to + width;
