@@ -24,6 +24,22 @@ struct listed {
     mesh_node_record last;
 };
 
+// The same list read in place says the same.
+static void expect_same_in_place(const listed& result, std::int32_t limit)
+{
+    std::vector<std::int32_t> numbers;
+    const stage_outcome outcome = run_stage([&](std::FILE* log) {
+        opened_input in("nodes.tmp", "t-nodes-struct.tmp");
+        record_list list = node_list(in, limit);
+        for (mesh_node_record copy; const mesh_node_record* next = next_in_place(log, list, copy);)
+            numbers.push_back(next->nog);
+        EXPECT_EQ(list.count, static_cast<std::int32_t>(numbers.size()) + 1);
+    });
+    EXPECT_EQ(outcome.failed, result.outcome.failed);
+    EXPECT_EQ(outcome.log, result.outcome.log);
+    EXPECT_EQ(numbers, result.numbers);
+}
+
 // Walks the node list of these bytes to its end.
 static listed walk(const std::string& content, std::int32_t limit)
 {
@@ -35,6 +51,7 @@ static listed walk(const std::string& content, std::int32_t limit)
         while (next_record(log, list, result.last)) result.numbers.push_back(result.last.nog);
         EXPECT_EQ(list.count, static_cast<std::int32_t>(result.numbers.size()) + 1);
     });
+    expect_same_in_place(result, limit);
     return result;
 }
 
@@ -87,6 +104,36 @@ TEST_F(record_lists, record_cut_at_any_byte_is_a_short_read)
     for (std::size_t length = 0; length < content.size(); ++length)
         expect_walk_fails(content.substr(0, length), 5, short_read); // the end record is read whole
     expect_walk_fails(node(6).substr(0, 31), 5, short_read);         // before its number is looked at
+}
+
+// Records at even places stand in the buffer; those at odd ones, and those that it holds in parts, are copied.
+TEST_F(record_lists, records_are_read_in_place_wherever_they_stand)
+{
+    constexpr std::int32_t count = 10000; // more than two buffers
+    std::string records;
+    for (std::int32_t k = 1; k <= count; ++k) records += node(k, 0.5 * k);
+    for (const std::size_t before : {0U, 1U, 4U, 8U}) {
+        write_file("nodes.tmp", std::string(before, 'x') + records + node(0));
+        const stage_outcome outcome = run_stage([&](std::FILE* log) {
+            opened_input in("nodes.tmp", "t-nodes-struct.tmp");
+            char skipped[8];
+            read_values(log, in, skipped, before, "r");
+            record_list list = node_list(in, count + 1);
+            std::int32_t read = 0, copied = 0;
+            for (mesh_node_record copy; const mesh_node_record* next = next_in_place(log, list, copy);) {
+                ++read;
+                ASSERT_EQ(next->nog, read);
+                ASSERT_EQ(next->x, 0.5 * read);
+                if (next == &copy) ++copied;
+            }
+            EXPECT_EQ(read, count);
+            if (before % 8 == 0)
+                EXPECT_LE(copied, 4);
+            else
+                EXPECT_EQ(copied, count);
+        });
+        EXPECT_FALSE(outcome.failed);
+    }
 }
 
 TEST_F(record_lists, each_list_has_its_names)

@@ -274,6 +274,24 @@ TEST_F(streams, refused_write_has_the_tag_of_the_item_that_the_system_refused)
     }
 }
 
+TEST_F(streams, bytes_made_in_place_are_those_written_wherever_the_buffer_ends)
+{
+    for (const std::size_t room : {0U, 1U, 5U, 6U, 7U, 9U, 10U, 11U, 100U}) {
+        const std::string before = pattern(stream_buffer_bytes - room);
+        const stage_outcome outcome = run_stage([&](std::FILE* log) {
+            output_file out;
+            ASSERT_TRUE(open_output(log, out, "out.tmp", "out.tmp", content::binary));
+            write_bytes(log, out, before.data(), before.size(), "w1");
+            for (const char c : {'a', 'b'})
+                write_made<10>(log, out, "w2", [c](char* to) { return std::fill_n(to, 6, c); });
+            EXPECT_STREQ(out.tag, "w2");
+            close_output(log, out);
+        });
+        EXPECT_FALSE(outcome.failed);
+        EXPECT_EQ(read_file("out.tmp"), before + "aaaaaabbbbbb") << room;
+    }
+}
+
 TEST_F(streams, nothing_written_to_a_full_disk_is_no_failure)
 {
     const stage_outcome outcome = run_stage([](std::FILE* log) {
