@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 namespace tarnel
 {
@@ -49,9 +50,10 @@ static void insert_column(std::FILE* log, index_rows& matrix, std::int32_t row_n
     if (at < row.terms && columns[at] == column) return;
     if (row.terms > 0 && row.terms + 1 > maxnzero) fail(log, "      Error. no. of non-zero term. over the limit.\n");
     if (row.terms == row.room) make_room(log, matrix, row);
-    std::int32_t* place = matrix.columns.values.get() + row.first + at;
-    std::memmove(place + 1, place, static_cast<std::size_t>(row.terms - at) * sizeof(std::int32_t));
-    *place = column;
+    // The few columns behind it move on one by one: a call takes longer.
+    std::int32_t* place = matrix.columns.values.get() + row.first;
+    for (; at < row.terms; ++at) std::swap(column, place[at]);
+    place[at] = column;
     ++row.terms;
 }
 
