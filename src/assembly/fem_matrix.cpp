@@ -136,21 +136,30 @@ static void integrate_element(const control& cntl, const felm_struct_record& fel
     }
 }
 
-// A triangle of three nodes on which no circuit edge acts.
+// A triangle of three nodes.
 struct triangle_system {
     triangle_matrix k; // [m/H, m2/H]
     triangle_values f;
     double area; // [m2]
 };
 
-static void integrate_triangle(const control& cntl, const felm_struct_record& felm, const double coordinates[][3],
-                               const double previous[], const type_points& points, const element_material& material,
+static void add_triangle_edges(edge_terms& edges, bool axisymmetric, const shape_values n, const double gx[],
+                               const double gy[], double dv, double radius, double sigma, const double change[])
+{
+    if (edges.acting.size == 0) return;
+    global_derivatives g = {};
+    for (int k = 0; k < triangle_nodes; ++k) g[k][0] = gx[k], g[k][1] = gy[k];
+    add_edge_point(edges, axisymmetric, triangle_nodes, n, g, dv, radius, sigma, change);
+}
+
+static void integrate_triangle(const control& cntl, const felm_struct_record& felm, const element_nodes& nodes,
+                               const type_points& points, const element_material& material, edge_terms* edges,
                                triangle_system& element, std::FILE* log)
 {
     const bool axisymmetric = cntl.iax == 1, eddies = cntl.delta_t > cntl.eps_zero;
     const double s = axisymmetric ? -1.0 : 1.0;
     triangle_derivatives at;
-    if (!set_triangle_derivatives(points.d[0], coordinates, cntl.eps_zero, at)) fail_jacobian(log, felm.noe);
+    if (!set_triangle_derivatives(points.d[0], nodes.coordinates, cntl.eps_zero, at)) fail_jacobian(log, felm.noe);
     triangle_values corrected;
     triangle_matrix share;
     clear_triangle(element.k, element.f);
@@ -160,20 +169,26 @@ static void integrate_triangle(const control& cntl, const felm_struct_record& fe
         double dv = points.rule.point[p].weight * at.det; // the weights are the same
         element.area += dv;
         const double* gx = at.x;
+        double radius = 1.0, js = material.js;
         if (axisymmetric) {
-            dv *= correct_triangle(n, coordinates, at.x, corrected);
+            radius = correct_triangle(n, nodes.coordinates, at.x, corrected);
+            dv *= radius;
             gx = corrected;
         }
+        if (edges != nullptr) js = source_at_point(cntl, *edges, js, material.sigma, radius);
         if (axisymmetric || p == 0) set_triangle_stiffness(gx, at.y, material.reluctivity, dv, share);
         add_triangle_stiffness(share, element.k);
-        add_triangle_sources(n, gx, at.y, material.js, material.hx[p], material.hy[p], s, dv, element.f);
+        add_triangle_sources(n, gx, at.y, js, material.hx[p], material.hy[p], s, dv, element.f);
         if (eddies)
-            add_eddy_currents(triangle_nodes, n, material.sigma, dv, cntl.delta_t, previous, element.k, element.f);
+            add_eddy_currents(triangle_nodes, n, material.sigma, dv, cntl.delta_t, nodes.previous, element.k,
+                              element.f);
+        if (edges != nullptr)
+            add_triangle_edges(*edges, axisymmetric, n, gx, at.y, dv, radius, material.sigma, nodes.change);
     }
 }
 
-static void gather_nodes(const node_values& nodes, const owned_array<double>& avalp, std::int32_t count,
-                         const std::size_t place[], element_nodes& gathered)
+static void gather_nodes(const node_values& nodes, const owned_array<double>& avalp, bool needs_previous,
+                         std::int32_t count, const std::size_t place[], element_nodes& gathered)
 {
     gathered.count = count;
     for (std::int32_t k = 0; k < count; ++k) {
@@ -181,23 +196,22 @@ static void gather_nodes(const node_values& nodes, const owned_array<double>& av
         gathered.coordinates[k][0] = point.x;
         gathered.coordinates[k][1] = point.y;
         gathered.coordinates[k][2] = 0.0;
-        gathered.previous[k] = avalp[place[k]];
-        gathered.change[k] = avalp[place[k]] - terms_of(nodes, point).aval0;
+        gathered.previous[k] = needs_previous ? avalp[place[k]] : 0.0;
+        gathered.change[k] = needs_previous ? avalp[place[k]] - terms_of(nodes, point).aval0 : 0.0;
     }
 }
 
 // Asks for what elements further on touch: nodes, then starts of rows, then terms, each when the one before has come.
-static void look_ahead(const control& cntl, const record_list& list, const node_values& nodes,
-                       const owned_array<double>& avalp, const matrix_rows& matrix, const double uvecr[])
+static void look_ahead(const record_list& list, const node_values& nodes, const double avalp[],
+                       const matrix_rows& matrix, const double uvecr[])
 {
-    const bool transient = cntl.delta_t > cntl.eps_zero;
     const auto terms = static_cast<std::size_t>(matrix.start[static_cast<std::size_t>(matrix.ndim)]);
     std::size_t place[looked_at];
     std::size_t count = places_ahead<felm_struct_record>(list, nodes.index, 36, place);
     for (std::size_t k = 0; k < count; ++k) {
         ask_for(&nodes.ggg.values[place[k]].x);
         ask_for(&nodes.ggg.values[place[k]].nufai);
-        if (transient) ask_for(&avalp[place[k]]);
+        if (avalp != nullptr) ask_for(&avalp[place[k]]);
     }
     count = places_ahead<felm_struct_record>(list, nodes.index, 24, place);
     for (std::size_t k = 0; k < count; ++k)
@@ -217,25 +231,6 @@ static void look_ahead(const control& cntl, const record_list& list, const node_
         }
 }
 
-static double assemble_triangle(const control& cntl, const felm_struct_record& felm, const node_values& nodes,
-                                const owned_array<double>& avalp, const std::size_t place[], const type_points& points,
-                                const element_material& material, matrix_rows& matrix, double uvecr[], std::FILE* log)
-{
-    local_nodes local;
-    double coordinates[triangle_nodes][3], previous[triangle_nodes];
-    const bool transient = cntl.delta_t > cntl.eps_zero;
-    set_local_nodes(nodes, triangle_nodes, place, local);
-    for (std::size_t k = 0; k < triangle_nodes; ++k) {
-        const node_value& point = nodes.ggg.values[place[k]];
-        coordinates[k][0] = point.x, coordinates[k][1] = point.y;
-        previous[k] = transient ? avalp[place[k]] : 0.0;
-    }
-    triangle_system element;
-    integrate_triangle(cntl, felm, coordinates, previous, points, material, element, log);
-    scatter_triangle(element.k, element.f, local, matrix, uvecr);
-    return element.area;
-}
-
 static void assemble_elements(const control& cntl, fem_matrix_files files, const node_values& nodes,
                               const owned_array<double>& avalp, matrix_rows& matrix, double uvecr[], edge_terms* edges,
                               std::FILE* log)
@@ -243,30 +238,36 @@ static void assemble_elements(const control& cntl, fem_matrix_files files, const
     all_type_points prepared;
     prepare_points(prepared);
     element_system element;
+    triangle_system triangle;
     element_nodes gathered;
+    const bool needs_previous = cntl.delta_t > cntl.eps_zero || edges != nullptr;
     record_list list = felm_list(files.felm_struct, cntl.maxfelm);
     for (felm_struct_record copy; const felm_struct_record* next = next_in_place(log, list, copy);) {
         const felm_struct_record& felm = *next;
-        look_ahead(cntl, list, nodes, avalp, matrix, uvecr);
+        look_ahead(list, nodes, needs_previous ? avalp.get() : nullptr, matrix, uvecr);
         const element_type& type = element_type_of(log, felm.type, felm.noe, "");
         if (felm.nop < 0 || felm.nop > cntl.maxprp) fail(log, "      Error. prop no. over the limit.\n");
         const element_material material = read_material(cntl, files, felm, log);
         std::size_t place[most_nodes];
         find_nodes(cntl, nodes.index, "fem", felm.noe, type.nodes, felm.node, place, log);
         const type_points& points = prepared.of[&type - element_types];
-        if (type.code == 203 && edges == nullptr) {
-            element.area = assemble_triangle(cntl, felm, nodes, avalp, place, points, material, matrix, uvecr, log);
+        local_nodes local;
+        set_local_nodes(nodes, type.nodes, place, local);
+        gather_nodes(nodes, avalp, needs_previous, type.nodes, place, gathered);
+        if (edges != nullptr) find_acting_edges(cntl, *edges, felm, material.sigma, files.circuits->centres, log);
+        double area = 0.0;
+        if (type.code == 203) {
+            integrate_triangle(cntl, felm, gathered, points, material, edges, triangle, log);
+            scatter_triangle(triangle.k, triangle.f, local, matrix, uvecr);
+            area = triangle.area;
         } else {
-            local_nodes local;
-            set_local_nodes(nodes, type.nodes, place, local);
-            gather_nodes(nodes, avalp, type.nodes, place, gathered);
-            if (edges != nullptr) find_acting_edges(cntl, *edges, felm, material.sigma, files.circuits->centres, log);
             integrate_element(cntl, felm, gathered, points, material, edges, element, log);
             scatter_element(type.nodes, element.k, element.f, local, matrix, uvecr);
-            if (edges != nullptr) scatter_edges(*edges, type.nodes, local);
+            area = element.area;
         }
+        if (edges != nullptr) scatter_edges(*edges, type.nodes, local);
         write_value(log, files.areas, felm.noe, "w1");
-        write_value(log, files.areas, element.area, "w2");
+        write_value(log, files.areas, area, "w2");
     }
     write_value(log, files.areas, std::int32_t{0}, "w1");
     flush_output(log, files.areas);
