@@ -44,7 +44,7 @@ inline std::uint64_t join_eight_digits(std::uint64_t word)
 //   returns false where it may not be whole in the buffer, with room for the words that a scan takes beyond it
 inline bool begin_quick_line(const input_file& in, quick_line& line)
 {
-    constexpr std::size_t words_beyond = 32;
+    constexpr std::size_t words_beyond = 32; // fields of at most 17 characters, then a word
     if (std::endian::native != std::endian::little || in.filled - in.at < line_characters + words_beyond) return false;
     line.at = in.buffer.get() + in.at;
     line.end = line.at + line_characters;
