@@ -200,14 +200,14 @@ static field_points read_points(const control& cntl, felm_resl_files files, std:
     field_points points;
     const std::size_t most = record_capacity(files.node_struct, sizeof(node_struct_record), cntl.maxnog);
     reserve(log, "ggg", points.ggg, most);
-    reserve(log, "nufai", points.index.numbers, most);
+    reserve(log, "ggg", points.index.numbers, most);
     record_list list = node_list(files.node_struct, cntl.maxnog);
     for (node_struct_record copy; const node_struct_record* node = next_node(list, copy, ndim, log);) {
         const double aval = node_potential(node->nufai, node->fai0, node->acoef, xvecr);
         append(log, "ggg", points.ggg, {node->x, node->y, aval});
-        add_number(log, "nufai", points.index, node->nog);
+        add_number(log, "ggg", points.index, node->nog);
     }
-    finish_index(log, "nufai", points.index);
+    finish_index(log, "ggg", points.index);
     if (cntl.iopt_trans == 1) check_time_step(cntl, log);
     points.avalp = read_previous_potentials(cntl, files.previous, points.index, log);
     return points;
