@@ -2,7 +2,7 @@
 
 #include "common/element_table.h"
 
-#include <cstring>
+#include <bit>
 
 namespace tarnel
 {
@@ -12,6 +12,12 @@ const node_struct_record* next_node(record_list& list, node_struct_record& copy,
     const node_struct_record* node = next_in_place(log, list, copy);
     if (node != nullptr && node->nufai > ndim) fail(log, "      Error. node.nufai > ndim.  nog = %d \n", node->nog);
     return node;
+}
+
+static bool same_bits(const potential_terms& a, const potential_terms& b)
+{
+    return std::bit_cast<std::uint64_t>(a.aval0) == std::bit_cast<std::uint64_t>(b.aval0) &&
+           std::bit_cast<std::uint64_t>(a.acoef) == std::bit_cast<std::uint64_t>(b.acoef);
 }
 
 node_values read_node_values(const control& cntl, input_file& in, std::int32_t ndim, std::FILE* log)
@@ -24,7 +30,7 @@ node_values read_node_values(const control& cntl, input_file& in, std::int32_t n
     record_list list = node_list(in, cntl.maxnog);
     for (node_struct_record copy; const node_struct_record* node = next_node(list, copy, ndim, log);) {
         const potential_terms terms = {node->fai0, node->acoef};
-        const bool plain = std::memcmp(&terms, nodes.terms.values.get(), sizeof terms) == 0; // by their bits
+        const bool plain = same_bits(terms, nodes.terms.values[0]);
         const auto place = plain ? 0 : static_cast<std::int32_t>(nodes.terms.size);
         if (!plain) append(log, "ggg", nodes.terms, terms);
         append(log, "ggg", nodes.ggg, {node->x, node->y, node->nufai, place});

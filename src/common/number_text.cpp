@@ -89,7 +89,8 @@ static bool find_digits(double value, six_digits& found)
     const int least = log10_of_power(log2);
     found.exponent = least + static_cast<int>(value >= power_of_ten(least + 1));
     const double s = value * power_of_ten(5 - found.exponent);
-    const auto nearest = static_cast<std::int32_t>(s + 0.5);
+    const double above = s + 0.5;
+    const auto nearest = static_cast<std::int32_t>(above);
     if (std::fabs(s - nearest) > 0.5 - 1e-7 || nearest < 100000 || nearest > 999999) return false;
     found.digits = static_cast<std::uint32_t>(nearest);
     return true;
@@ -102,9 +103,9 @@ struct digit_triples {
 
 constexpr digit_triples write_triples()
 {
-    digit_triples triples{};
-    for (std::uint32_t k = 0; k < 1000; ++k) triples.of[k] = k / 100 | k / 10 % 10 << 8U | k % 10 << 16U;
-    return triples;
+    digit_triples written{};
+    for (std::uint32_t k = 0; k < 1000; ++k) written.of[k] = k / 100 | k / 10 % 10 << 8U | k % 10 << 16U;
+    return written;
 }
 constexpr digit_triples triples = write_triples();
 
@@ -135,7 +136,7 @@ constexpr exponent_texts write_exponents()
     exponent_texts texts{};
     for (int exponent = least_power; exponent <= most_power; ++exponent) {
         const auto size = static_cast<std::uint32_t>(exponent < 0 ? -exponent : exponent);
-        const std::uint32_t letter = 'e', sign = exponent < 0 ? '-' : '+';
+        const std::uint32_t letter{'e'}, plus{'+'}, minus{'-'}, sign = exponent < 0 ? minus : plus;
         texts.of[exponent - least_power] = letter | sign << 8U | ('0' + size / 10) << 16U | ('0' + size % 10) << 24U;
     }
     return texts;
@@ -154,7 +155,7 @@ char* put_e15_5(char* to, double value)
     if (value != 0.0 && !find_digits(std::fabs(value), found)) return put_e15_5_exactly(to, value);
     const std::uint64_t digits = six_digit_bytes(found.digits) | zeros;
     const std::uint64_t mantissa = (digits & 0xffU) | std::uint64_t{'.'} << 8U | (digits & ~std::uint64_t{0xff}) << 8U;
-    const std::uint64_t sign = std::signbit(value) ? '-' : ' ';
+    const std::uint64_t sign = std::signbit(value) ? std::uint64_t{'-'} : std::uint64_t{' '};
     const std::uint64_t exponent = exponents.of[found.exponent - least_power];
     put_word(to, (blanks & 0xffffffU) | sign << 24U | mantissa << 32U);
     put_word(to + 7, (mantissa >> 24U & 0xffffffffU) | exponent << 32U);

@@ -35,7 +35,8 @@ struct skyline_block {
 
 inline double* block_column(const skyline_profile& profile, const skyline_block& block, std::int32_t j)
 {
-    return block.aaa + profile.iadlin[static_cast<std::size_t>(j)] + std::ptrdiff_t{block.between} * (j - block.first);
+    const std::ptrdiff_t before = std::ptrdiff_t{block.between} * (j - block.first);
+    return &block.aaa[profile.iadlin[static_cast<std::size_t>(j)] + before];
 }
 
 // A group of consecutive finished columns, packed: in tiles of sixteen columns i, w[k][i] = u_ki d_k.

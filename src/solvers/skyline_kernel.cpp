@@ -99,18 +99,19 @@ TARNEL_EVERY_WIDTH int factorise_each_row(int columns, double eps_zero, double* 
         pivots[r] = u[r][-r] = pivot;
         eight s[2] = {sum[r][0], sum[r][1]};
         for (int k = 0; k < r; ++k) {
-            const double factor = w[k * tile_rows + r];
+            const double factor = w[std::ptrdiff_t{k} * tile_rows + r];
             s[0] += factor * term[k][0];
             s[1] += factor * term[k][1];
         }
         for (int half = 0; half < 2; ++half) {
             const eight row = (term[r][half] - s[half]) / pivot;
             const eight packed = row * pivot;
+            const std::ptrdiff_t first = std::ptrdiff_t{8} * half;
             eight square;
-            std::memcpy(&square, squares + 8 * half, sizeof square);
+            std::memcpy(&square, squares + first, sizeof square);
             square += row * row * pivot;
-            std::memcpy(squares + 8 * half, &square, sizeof square);
-            std::memcpy(w + r * tile_rows + 8 * half, &packed, sizeof packed);
+            std::memcpy(squares + first, &square, sizeof square);
+            std::memcpy(w + std::ptrdiff_t{r} * tile_rows + first, &packed, sizeof packed);
             term[r][half] = row;
         }
     }
