@@ -99,7 +99,7 @@ TARNEL_EVERY_WIDTH int factorise_each_row(int columns, double eps_zero, double* 
         pivots[r] = u[r][-r] = pivot;
         eight s[2] = {sum[r][0], sum[r][1]};
         for (int k = 0; k < r; ++k) {
-            const double factor = w[std::ptrdiff_t{k} * tile_rows + r];
+            const double factor = w[static_cast<std::ptrdiff_t>(k) * tile_rows + r];
             s[0] += factor * term[k][0];
             s[1] += factor * term[k][1];
         }
