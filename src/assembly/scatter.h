@@ -35,7 +35,7 @@ inline std::size_t find_term(const matrix_rows& matrix, std::int32_t row, std::i
     // Eight at a time, as long as the array holds eight: which of them it is, is no branch.
     const auto all = static_cast<std::size_t>(matrix.start[static_cast<std::size_t>(matrix.ndim)]);
     const __m128i wanted = _mm_set1_epi32(column);
-    for (; t < last && t + 8 <= all; t += 8) {
+    for (; t + 8 <= all; t += 8) {
         __m128i four, next_four;
         std::memcpy(&four, &matrix.mindex[t], sizeof four);
         std::memcpy(&next_four, &matrix.mindex[t + 4], sizeof next_four);

@@ -493,6 +493,13 @@ TEST_F(felm_results, determinant_equal_to_the_threshold_passes)
     expect_failure("      Error. Jacobian is illegal.\n             noe = 1 \n");
 }
 
+TEST_F(felm_results, quadrilateral_without_area_is_refused)
+{
+    set_nodes({{0, 0}, {1, 1}, {2, 2}, {3, 3}}, {1, 2, 3, 4});
+    set_felms({{1, 204, 1, {1, 2, 3, 4}}});
+    expect_failure("      Error. Jacobian is illegal.\n             noe = 1 \n");
+}
+
 TEST_F(felm_results, each_input_cut_at_any_byte_is_reported)
 {
     set_nodes(triangle_at, {1, 2, 3});
