@@ -162,7 +162,7 @@ TEST_F(felm_data, fields_are_counted_and_bounded)
         {"0 0 0", at_end_of_file("0 0 0")},
     };
     const auto read = [&](const std::string& text) { return read_felms(text, cntl); };
-    for (const auto& row : rows) expect_refused_anywhere(read, row.text, heading + row.tail);
+    for (const auto& row : rows) expect_refused_anywhere(read, "1 203 1\n1 2 3\n", row.text, heading + row.tail);
     EXPECT_FALSE(read_felms("20 204 5\n1 30 30 1\n0 0 0\n", cntl).failed);
 }
 

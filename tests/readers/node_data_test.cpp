@@ -143,7 +143,7 @@ TEST_F(node_data, fields_are_counted_and_bounded)
         {"0 0 0 0 0", at_end_of_file("0 0 0 0 0")},
     };
     const auto read = [&](const std::string& text) { return read_nodes(text, cntl); };
-    for (const auto& row : rows) expect_refused_anywhere(read, row.text, heading + row.tail);
+    for (const auto& row : rows) expect_refused_anywhere(read, "1 0 0 0 0\n", row.text, heading + row.tail);
     const file_outcome largest =
         read_nodes("50 7 0 0 0\n0 0 0 0 0\n", cntl, system_record(7, 0, 0, 0, 0) + std::string(104, '\0'));
     EXPECT_FALSE(largest.failed);

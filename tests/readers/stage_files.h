@@ -74,16 +74,17 @@ inline std::string over_the_limit(const std::string& kind, int ip, const std::st
     return "      Error. " + kind + " parameter over the limit. ip = " + std::to_string(ip) + " \n" + at_line(line);
 }
 
-// Expects a text to be refused with this log, at the end of its file and, unless the end itself is the fault, with more
-// lines behind it: the two are not read in the same way.
+// Expects a text to be refused with this log, alone in its file and, unless the file's end is the fault, with a record
+// before it and more lines behind it: the two are not read in the same way.
 template <class reader>
-void expect_refused_anywhere(const reader& read, const std::string& text, const std::string& log)
+void expect_refused_anywhere(const reader& read, const std::string& record, const std::string& text,
+                             const std::string& log)
 {
-    for (const std::size_t more : {0U, 300U}) {
-        if (more > 0 && log.find("EOF") != std::string::npos) continue;
-        const file_outcome outcome = read(text + std::string(more, '\n'));
-        EXPECT_TRUE(outcome.failed) << text;
-        EXPECT_EQ(outcome.log, log) << more;
+    const bool end_is_fault = log.find("EOF") != std::string::npos;
+    for (const std::string& all : {text, end_is_fault ? text : record + text + std::string(300, '\n')}) {
+        const file_outcome outcome = read(all);
+        EXPECT_TRUE(outcome.failed) << all;
+        EXPECT_EQ(outcome.log, log) << all;
     }
 }
 
