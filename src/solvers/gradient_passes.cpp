@@ -16,7 +16,7 @@ static double forward_blocks(gradient_vectors& v, const coupling_pattern& patter
                              double alpha)
 {
     double* r = v.r.get();
-    double* q = v.q.get();
+    double* z = residual_for(v, factor);
     const row_kernel& rows = row_kernel_for(*v.kernel, pattern.lanes);
     part_sums sums;
     coupling_at at = factor != nullptr ? first_group(pattern, factor) : coupling_at{};
@@ -24,11 +24,11 @@ static double forward_blocks(gradient_vectors& v, const coupling_pattern& patter
     for (std::size_t first = 0; first < pattern.places; first += rows_of_a_block) {
         const std::size_t reach = reach_of(pattern, first, sum_parts);
         if (update)
-            v.kernel->update_residual(sums, alpha, r, q, ready, reach);
-        else
-            std::copy(r + ready, r + reach, q + ready);
+            v.kernel->update_residual(sums, alpha, r, v.q.get(), z, ready, reach);
+        else if (factor != nullptr)
+            std::copy(r + ready, r + reach, z + ready);
         ready = reach;
-        if (factor != nullptr) rows.substitute_forward(at, q, first, std::min(first + rows_of_a_block, pattern.places));
+        if (factor != nullptr) rows.substitute_forward(at, z, first, std::min(first + rows_of_a_block, pattern.places));
     }
     return total(sums);
 }
@@ -51,8 +51,8 @@ double backward_pass(gradient_vectors& v, const coupling_pattern& pattern, const
     return total(sums);
 }
 
-static double multiply_blocks(gradient_vectors& v, const coupling_pattern& pattern, const double a[], bool update,
-                              double alpha, double beta)
+static double multiply_blocks(gradient_vectors& v, const coupling_pattern& pattern, const double a[], const double z[],
+                              bool update, double alpha, double beta)
 {
     double* p = v.p.get();
     double* q = v.q.get();
@@ -63,9 +63,9 @@ static double multiply_blocks(gradient_vectors& v, const coupling_pattern& patte
     for (std::size_t first = 0; first < pattern.places; first += rows_of_a_block) {
         const std::size_t end = std::min(first + rows_of_a_block, pattern.places), reach = reach_of(pattern, first, 1);
         if (update)
-            v.kernel->update_direction(alpha, beta, v.x.get(), p, q, ready, reach);
+            v.kernel->update_direction(alpha, beta, v.x.get(), p, z, q, ready, reach);
         else
-            std::copy(q + ready, q + reach, p + ready);
+            for (std::size_t i = ready; i < reach; ++i) q[i] = p[i] = z[i];
         ready = reach;
         rows.multiply(at, p, q, first, end);
         v.kernel->add_products(sums, p, q, first, end);
@@ -73,14 +73,15 @@ static double multiply_blocks(gradient_vectors& v, const coupling_pattern& patte
     return total(sums);
 }
 
-double first_product_pass(gradient_vectors& v, const coupling_pattern& pattern, const double a[])
+double first_product_pass(gradient_vectors& v, const coupling_pattern& pattern, const double a[], const double z[])
 {
-    return multiply_blocks(v, pattern, a, false, 0.0, 0.0);
+    return multiply_blocks(v, pattern, a, z, false, 0.0, 0.0);
 }
 
-double product_pass(gradient_vectors& v, const coupling_pattern& pattern, const double a[], double alpha, double beta)
+double product_pass(gradient_vectors& v, const coupling_pattern& pattern, const double a[], const double z[],
+                    double alpha, double beta)
 {
-    return multiply_blocks(v, pattern, a, true, alpha, beta);
+    return multiply_blocks(v, pattern, a, z, true, alpha, beta);
 }
 
 } // namespace tarnel

@@ -13,7 +13,7 @@ namespace tarnel
 struct gradient_vectors {
     owned_array<double> x; // solution
     owned_array<double> p; // direction
-    owned_array<double> q; // A p, then the preconditioned residual
+    owned_array<double> q; // A p, then what the factors make of the residual
     owned_array<double> r; // residual
     const vector_kernel* kernel = &fastest_vector_kernel();
 };
@@ -21,26 +21,33 @@ struct gradient_vectors {
 // (a, b) over so many places.
 double inner_product_by_parts(const vector_kernel& kernel, std::size_t places, const double a[], const double b[]);
 
-// q = r, then q_j = q_j - q_i u_ij for all i < j, ascending i.
-//   factor  values of the unit upper factor u; null: q stays r
+// Where the preconditioned residual z stands: in the place of q, or it is r itself without a factor.
+inline double* residual_for(gradient_vectors& v, const double factor[])
+{
+    return factor != nullptr ? v.q.get() : v.r.get();
+}
+
+// z = r, then z_j = z_j - z_i u_ij for all i < j, ascending i.
+//   factor  values of the unit upper factor u, or null
 void first_forward_pass(gradient_vectors& v, const coupling_pattern& pattern, const double factor[]);
 
 // r = r - alpha q and the same substitution; q holds A p on entry.
 //   returns (r, r)
 double forward_pass(gradient_vectors& v, const coupling_pattern& pattern, const double factor[], double alpha);
 
-// q_i = q_i / d_i - sum over j > i of u_ij q_j, ascending j, from the last row on.
+// z_i = z_i / d_i - sum over j > i of u_ij z_j, ascending j, from the last row on.
 //   pivots  d; null: ones
-//   returns (r, q)
+//   returns (r, z)
 double backward_pass(gradient_vectors& v, const coupling_pattern& pattern, const double factor[],
                      const double pivots[]);
 
-// p = q, q = A p with a unit diagonal.
+// p = z, q = A p with a unit diagonal.
 //   returns (p, q)
-double first_product_pass(gradient_vectors& v, const coupling_pattern& pattern, const double a[]);
+double first_product_pass(gradient_vectors& v, const coupling_pattern& pattern, const double a[], const double z[]);
 
-// x = x + alpha p, p = q + beta p, q = A p.
+// x = x + alpha p, p = z + beta p, q = A p.
 //   returns (p, q)
-double product_pass(gradient_vectors& v, const coupling_pattern& pattern, const double a[], double alpha, double beta);
+double product_pass(gradient_vectors& v, const coupling_pattern& pattern, const double a[], const double z[],
+                    double alpha, double beta);
 
 } // namespace tarnel

@@ -51,45 +51,47 @@ struct preconditioned_system {
     owned_array<double> pivots;   // of ICCG
 };
 
-static void log_convergence(variant kind, std::int32_t iter, double deps, double rnorm, double unorm, std::FILE* log)
+static void tell_convergence(const preconditioned_system& system, std::int32_t iter, double rnorm, double unorm,
+                             gathered_lines& lines)
 {
     constexpr const char* head[] = {"        CG", "      ICCG", "       SCG"};
-    log_lines(log, "%s solver convergence iter = %d deps = %s  rnorm = %s unorm = %s \n", head[kind], iter,
-              as_e(deps).text, as_e(rnorm).text, as_e(unorm).text);
+    gather_line(lines, system.pattern.places, "%s solver convergence iter = %d deps = %s  rnorm = %s unorm = %s \n",
+                head[system.kind], iter, as_e(rnorm / unorm).text, as_e(rnorm).text, as_e(unorm).text);
 }
 
 // Iterates from x = 0, which it leaves alone where the right-hand side counts as zero.
-static void iterate(const control& cntl, const preconditioned_system& system, gradient_vectors& v, std::FILE* log)
+static void iterate(const control& cntl, const preconditioned_system& system, gradient_vectors& v,
+                    gathered_lines& lines)
 {
     const std::size_t places = system.pattern.places;
     const double* factor = system.kind == iccg ? system.factors.get() : system.products.get();
     if (system.kind == scg) factor = nullptr;
-    const auto backward = [&](double residual) { // without a factor z = r
+    const double* z = residual_for(v, factor);
+    const auto backward = [&](double residual) { // (r, z)
         return factor != nullptr ? backward_pass(v, system.pattern, factor, system.pivots.get()) : residual;
     };
     const double square = inner_product_by_parts(*v.kernel, places, v.r.get(), v.r.get()), unorm = std::sqrt(square);
     first_forward_pass(v, system.pattern, factor);
     double rho = backward(square);
     if (cntl.eps_zero > std::fabs(rho)) {
-        log_lines(log, "      Warning. norm of right-side vector is zero.\n");
+        gather_line(lines, 0, "      Warning. norm of right-side vector is zero.\n");
         return;
     }
     double alpha = 0.0, beta = 0.0; // x = x + alpha p waits for the next pass over p
     for (std::int32_t iter = 0; iter < cntl.itermax_solv; ++iter) {
-        const double pap = iter == 0 ? first_product_pass(v, system.pattern, system.products.get())
-                                     : product_pass(v, system.pattern, system.products.get(), alpha, beta);
+        const double pap = iter == 0 ? first_product_pass(v, system.pattern, system.products.get(), z)
+                                     : product_pass(v, system.pattern, system.products.get(), z, alpha, beta);
         if (cntl.eps_zero > std::fabs(pap)) {
-            log_lines(log, "      Note. {p}[A]{p} is zero.\n");
+            gather_line(lines, 0, "      Note. {p}[A]{p} is zero.\n");
             return;
         }
         alpha = rho / pap;
         const double residual = forward_pass(v, system.pattern, factor, alpha), rnorm = std::sqrt(residual);
-        const double deps = rnorm / unorm;
-        log_convergence(system.kind, iter, deps, rnorm, unorm, log);
-        if (cntl.eps_solv > deps) break;
+        tell_convergence(system, iter, rnorm, unorm, lines);
+        if (cntl.eps_solv > rnorm / unorm) break;
         const double rho_new = backward(residual);
         if (cntl.eps_zero > std::fabs(rho_new)) {
-            log_lines(log, "      Note. {r}[LDLT]-1{r} is zero.\n");
+            gather_line(lines, 0, "      Note. {r}[LDLT]-1{r} is zero.\n");
             break;
         }
         beta = rho_new / rho;
@@ -145,7 +147,9 @@ void t_real_mtsolv_iccg(control cntl, solver_files files, std::FILE* log)
     const double* x = v.x.get();
     double* r = v.r.get();
     for (std::size_t i = 0; i < n; ++i) r[place[i]] = b[i];
-    iterate(cntl, system, v, log);
+    gathered_lines lines{.log = log};
+    iterate(cntl, system, v, lines);
+    hand_over(lines);
     for (std::size_t i = 0; i < n; ++i) b[i] = x[place[i]] * scale[i];
     write_solution(files.solution, ndim, b.get(), log);
 }

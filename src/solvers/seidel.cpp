@@ -185,14 +185,14 @@ static double relative_change(const change_sums& sums, double eps_zero)
     return std::sqrt(change) / std::sqrt(size);
 }
 
-// Logs the change of a sweep; true where it has converged. The groups are judged apart, the larger change counts.
-static bool has_converged(const control& cntl, std::int32_t iter, const sweep_state& s, std::FILE* log)
+// Tells the change of a sweep; true where it has converged. The groups are judged apart, the larger change counts.
+static bool has_converged(const control& cntl, std::int32_t iter, const sweep_state& s, gathered_lines& lines)
 {
     if (iter == 0) return false;
     double eps = relative_change(s.first, cntl.eps_zero);
     const double eps_rest = relative_change(s.rest, cntl.eps_zero);
     if (!(eps_rest <= eps)) eps = eps_rest;
-    log_lines(log, "      GS solver convergence iter = %d  eps = %s \n", iter, as_e(eps).text);
+    gather_line(lines, s.row, "      GS solver convergence iter = %d  eps = %s \n", iter, as_e(eps).text);
     return eps < cntl.eps_solv;
 }
 
@@ -200,6 +200,7 @@ static bool has_converged(const control& cntl, std::int32_t iter, const sweep_st
 //   returns the iterate that the last sweep left, `x` or `x_next`
 static const double* sweep(const control& cntl, const sweep_system& system, double x[], double x_next[], std::FILE* log)
 {
+    gathered_lines lines{.log = log};
     const double* last = x;
     system.x0[system.n] = 1.0;
     for (std::int32_t iter = 0; iter < cntl.itermax_solv; iter += 2) {
@@ -207,10 +208,11 @@ static const double* sweep(const control& cntl, const sweep_system& system, doub
         const bool two = iter + 1 < cntl.itermax_solv;
         sweep_through(system, s, next, two);
         last = x;
-        if (has_converged(cntl, iter, s, log) || !two) break;
+        if (has_converged(cntl, iter, s, lines) || !two) break;
         last = x_next;
-        if (has_converged(cntl, iter + 1, next, log)) break;
+        if (has_converged(cntl, iter + 1, next, lines)) break;
     }
+    hand_over(lines);
     return last;
 }
 

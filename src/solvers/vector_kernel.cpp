@@ -44,8 +44,8 @@ template <class wide>
 }
 
 template <class wide>
-[[gnu::always_inline]] static inline void residual_wide(part_sums& sums, double alpha, double r[], double q[],
-                                                        std::size_t first, std::size_t end)
+[[gnu::always_inline]] static inline void residual_wide(part_sums& sums, double alpha, double r[], const double q[],
+                                                        double z[], std::size_t first, std::size_t end)
 {
     constexpr std::size_t count = count_of<wide>;
     wide s[count], ri[count], qi[count];
@@ -60,30 +60,31 @@ template <class wide>
             s[k] += ri[k] * ri[k];
         }
         store<wide>(r + i, ri);
-        store<wide>(q + i, ri);
+        store<wide>(z + i, ri);
     }
     store<wide>(sums.part, s);
     for (std::size_t k = 0; i + k < end; ++k) {
-        q[i + k] = r[i + k] = r[i + k] - alpha * q[i + k];
+        z[i + k] = r[i + k] = r[i + k] - alpha * q[i + k];
         sums.part[k] += r[i + k] * r[i + k];
     }
 }
 
 template <class wide>
-[[gnu::always_inline]] static inline void direction_wide(double alpha, double beta, double x[], double p[], double q[],
-                                                         std::size_t first, std::size_t end)
+[[gnu::always_inline]] static inline void direction_wide(double alpha, double beta, double x[], double p[],
+                                                         const double z[], double q[], std::size_t first,
+                                                         std::size_t end)
 {
     constexpr std::size_t count = count_of<wide>;
-    wide xi[count], pi[count], qi[count];
+    wide xi[count], pi[count], zi[count];
     std::size_t i = first;
     for (; i + sum_parts <= end; i += sum_parts) {
         load<wide>(xi, x + i);
         load<wide>(pi, p + i);
-        load<wide>(qi, q + i);
+        load<wide>(zi, z + i);
 #pragma GCC unroll 4
         for (std::size_t k = 0; k < count; ++k) {
             xi[k] += alpha * pi[k];
-            pi[k] = qi[k] + beta * pi[k];
+            pi[k] = zi[k] + beta * pi[k];
         }
         store<wide>(x + i, xi);
         store<wide>(p + i, pi);
@@ -91,7 +92,7 @@ template <class wide>
     }
     for (; i < end; ++i) {
         x[i] = x[i] + alpha * p[i];
-        q[i] = p[i] = q[i] + beta * p[i];
+        q[i] = p[i] = z[i] + beta * p[i];
     }
 }
 
@@ -141,15 +142,16 @@ static void add_products(part_sums& sums, const double a[], const double b[], st
     add_wide<double>(sums, a, b, first, end);
 }
 
-static void update_residual(part_sums& sums, double alpha, double r[], double q[], std::size_t first, std::size_t end)
+static void update_residual(part_sums& sums, double alpha, double r[], const double q[], double z[], std::size_t first,
+                            std::size_t end)
 {
-    residual_wide<double>(sums, alpha, r, q, first, end);
+    residual_wide<double>(sums, alpha, r, q, z, first, end);
 }
 
-static void update_direction(double alpha, double beta, double x[], double p[], double q[], std::size_t first,
-                             std::size_t end)
+static void update_direction(double alpha, double beta, double x[], double p[], const double z[], double q[],
+                             std::size_t first, std::size_t end)
 {
-    direction_wide<double>(alpha, beta, x, p, q, first, end);
+    direction_wide<double>(alpha, beta, x, p, z, q, first, end);
 }
 
 static void relax(part_sums& change, part_sums& size, double omega, const double x[], double x0[], std::size_t first,
@@ -170,16 +172,17 @@ typedef double four [[gnu::vector_size(32)]];
     add_wide<four>(sums, a, b, first, end);
 }
 
-[[gnu::target("avx2")]] static void update_residual_avx2(part_sums& sums, double alpha, double r[], double q[],
-                                                         std::size_t first, std::size_t end)
+[[gnu::target("avx2")]] static void update_residual_avx2(part_sums& sums, double alpha, double r[], const double q[],
+                                                         double z[], std::size_t first, std::size_t end)
 {
-    residual_wide<four>(sums, alpha, r, q, first, end);
+    residual_wide<four>(sums, alpha, r, q, z, first, end);
 }
 
-[[gnu::target("avx2")]] static void update_direction_avx2(double alpha, double beta, double x[], double p[], double q[],
-                                                          std::size_t first, std::size_t end)
+[[gnu::target("avx2")]] static void update_direction_avx2(double alpha, double beta, double x[], double p[],
+                                                          const double z[], double q[], std::size_t first,
+                                                          std::size_t end)
 {
-    direction_wide<four>(alpha, beta, x, p, q, first, end);
+    direction_wide<four>(alpha, beta, x, p, z, q, first, end);
 }
 
 [[gnu::target("avx2")]] static void relax_avx2(part_sums& change, part_sums& size, double omega, const double x[],
@@ -200,16 +203,18 @@ typedef double eight [[gnu::vector_size(64)]];
     add_wide<eight>(sums, a, b, first, end);
 }
 
-[[gnu::target("avx512f")]] static void update_residual_avx512(part_sums& sums, double alpha, double r[], double q[],
-                                                              std::size_t first, std::size_t end)
+[[gnu::target("avx512f")]] static void update_residual_avx512(part_sums& sums, double alpha, double r[],
+                                                              const double q[], double z[], std::size_t first,
+                                                              std::size_t end)
 {
-    residual_wide<eight>(sums, alpha, r, q, first, end);
+    residual_wide<eight>(sums, alpha, r, q, z, first, end);
 }
 
 [[gnu::target("avx512f")]] static void update_direction_avx512(double alpha, double beta, double x[], double p[],
-                                                               double q[], std::size_t first, std::size_t end)
+                                                               const double z[], double q[], std::size_t first,
+                                                               std::size_t end)
 {
-    direction_wide<eight>(alpha, beta, x, p, q, first, end);
+    direction_wide<eight>(alpha, beta, x, p, z, q, first, end);
 }
 
 [[gnu::target("avx512f")]] static void relax_avx512(part_sums& change, part_sums& size, double omega, const double x[],

@@ -22,11 +22,12 @@ inline double total(const part_sums& s)
 struct vector_kernel {
     // sums of a_i b_i
     void (*add_products)(part_sums& sums, const double a[], const double b[], std::size_t first, std::size_t end);
-    // r = r - alpha q, q = r, sums of r r
-    void (*update_residual)(part_sums& sums, double alpha, double r[], double q[], std::size_t first, std::size_t end);
-    // x = x + alpha p, p = q + beta p, q = p
-    void (*update_direction)(double alpha, double beta, double x[], double p[], double q[], std::size_t first,
-                             std::size_t end);
+    // r = r - alpha q, z = r, sums of r r; z may be q or r
+    void (*update_residual)(part_sums& sums, double alpha, double r[], const double q[], double z[], std::size_t first,
+                            std::size_t end);
+    // x = x + alpha p, p = z + beta p, q = p; q may be z
+    void (*update_direction)(double alpha, double beta, double x[], double p[], const double z[], double q[],
+                             std::size_t first, std::size_t end);
     // sums of (x - x0)^2 and of x^2, then x0 = omega x + (1 - omega) x0; any `first`
     void (*relax)(part_sums& change, part_sums& size, double omega, const double x[], double x0[], std::size_t first,
                   std::size_t end);

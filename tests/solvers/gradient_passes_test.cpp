@@ -117,7 +117,7 @@ TEST_F(gradient_passes, product_has_a_unit_diagonal_and_is_its_definition_bit_fo
     for_each_case([](pass_case& c) {
         vector_of_numbers p = c.system.b, q = product_by_definition(c.system, p), x(p.size(), 0.0);
         c.set(c.v.q, c.system.b);
-        EXPECT_EQ(first_product_pass(c.v, c.pattern, c.values.get()), c.sum(p, q, false));
+        EXPECT_EQ(first_product_pass(c.v, c.pattern, c.values.get(), c.v.q.get()), c.sum(p, q, false));
         c.expect(c.v.p, p, "first p");
         c.expect(c.v.q, q, "first q");
 
@@ -128,7 +128,7 @@ TEST_F(gradient_passes, product_has_a_unit_diagonal_and_is_its_definition_bit_fo
             p[i] = q[i] + beta * p[i];
         }
         q = product_by_definition(c.system, p);
-        EXPECT_EQ(product_pass(c.v, c.pattern, c.values.get(), alpha, beta), c.sum(p, q, false));
+        EXPECT_EQ(product_pass(c.v, c.pattern, c.values.get(), c.v.q.get(), alpha, beta), c.sum(p, q, false));
         c.expect(c.v.x, x, "x");
         c.expect(c.v.p, p, "p");
         c.expect(c.v.q, q, "q");
@@ -183,13 +183,31 @@ TEST_F(gradient_passes, without_a_factor_the_residual_stands_for_itself)
         const tarnel::matrix_rows rows = flat_rows(system, log);
         const tarnel::row_order order = tarnel::rows_as_they_stand(log, "order", 3);
         const tarnel::coupling_pattern pattern = make_coupling_pattern(log, "pattern", rows, order);
+        const tarnel::owned_array<double> values =
+            make_coupling_values(log, "values", pattern, rows, order, rows.amatr.get());
         const auto zeros = [&] { return tarnel::vector_of_places(log, "vector", order); };
         tarnel::gradient_vectors v{.x = zeros(), .p = zeros(), .q = zeros(), .r = zeros()};
         for (std::size_t i = 0; i < 3; ++i) v.r[i] = static_cast<double>(i + 1);
+        const auto numbers_of = [](const tarnel::owned_array<double>& vector) {
+            return vector_of_numbers(vector.get(), vector.get() + 3);
+        };
+        const double* z = residual_for(v, nullptr);
+        EXPECT_EQ(z, v.r.get());
         first_forward_pass(v, pattern, nullptr);
-        EXPECT_EQ(vector_of_numbers(v.q.get(), v.q.get() + 3), (vector_of_numbers{1, 2, 3}));
+        EXPECT_EQ(numbers_of(v.r), (vector_of_numbers{1, 2, 3}));
+        const vector_of_numbers first = product_by_definition(system, {1, 2, 3});
+        first_product_pass(v, pattern, values.get(), z);
+        EXPECT_EQ(numbers_of(v.p), (vector_of_numbers{1, 2, 3}));
+        EXPECT_EQ(numbers_of(v.q), first);
+
+        for (std::size_t i = 0; i < 3; ++i) v.q[i] = v.r[i];
         EXPECT_EQ(forward_pass(v, pattern, nullptr, 2.0), 14.0); // r - 2 r
-        EXPECT_EQ(vector_of_numbers(v.q.get(), v.q.get() + 3), (vector_of_numbers{-1, -2, -3}));
+        EXPECT_EQ(numbers_of(v.r), (vector_of_numbers{-1, -2, -3}));
+        product_pass(v, pattern, values.get(), z, 5.0, 3.0); // p = r + 3 p
+        EXPECT_EQ(numbers_of(v.x), (vector_of_numbers{5, 10, 15}));
+        EXPECT_EQ(numbers_of(v.p), (vector_of_numbers{2, 4, 6}));
+        EXPECT_EQ(numbers_of(v.q), product_by_definition(system, {2, 4, 6}));
+        EXPECT_EQ(numbers_of(v.r), (vector_of_numbers{-1, -2, -3}));
     });
 }
 
@@ -219,8 +237,8 @@ TEST_F(gradient_passes, vectors_are_passed_over_with_the_same_bits_by_every_kern
             tarnel::part_sums products, squares;
             kernels.form[k]->add_products(products, x.data(), p.data(), 0, end);
             EXPECT_EQ(total(products), sum_by_parts(x, p, false)) << end;
-            kernels.form[k]->update_residual(squares, 0.3, rk.data(), qk.data(), 0, end);
-            vector_of_numbers expected = r;
+            kernels.form[k]->update_residual(squares, 0.3, rk.data(), qk.data(), qk.data(), 0, end);
+            vector_of_numbers expected = r, alone = r;
             for (std::size_t i = 0; i < end; ++i) {
                 const double step = 0.3 * q[i];
                 expected[i] = r[i] - step;
@@ -228,8 +246,13 @@ TEST_F(gradient_passes, vectors_are_passed_over_with_the_same_bits_by_every_kern
             EXPECT_TRUE(same_bits(rk, expected)) << end;
             EXPECT_TRUE(same_bits(qk, expected)) << end;
             EXPECT_EQ(total(squares), sum_by_parts(expected, expected, false)) << end;
+            tarnel::part_sums squares_alone;
+            kernels.form[k]->update_residual(squares_alone, 0.3, alone.data(), q.data(), alone.data(), 0, end);
+            EXPECT_TRUE(same_bits(alone, expected)) << end;
+            EXPECT_EQ(total(squares_alone), total(squares)) << end;
+
             qk = q;
-            kernels.form[k]->update_direction(0.7, -1.1, xk.data(), pk.data(), qk.data(), 0, end);
+            kernels.form[k]->update_direction(0.7, -1.1, xk.data(), pk.data(), qk.data(), qk.data(), 0, end);
             vector_of_numbers position = x, direction = p;
             for (std::size_t i = 0; i < end; ++i) {
                 const double step = 0.7 * p[i], part = -1.1 * p[i];
@@ -239,6 +262,11 @@ TEST_F(gradient_passes, vectors_are_passed_over_with_the_same_bits_by_every_kern
             EXPECT_TRUE(same_bits(xk, position)) << end;
             EXPECT_TRUE(same_bits(pk, direction)) << end;
             EXPECT_TRUE(same_bits(qk, direction)) << end;
+            xk = x, pk = p;
+            kernels.form[k]->update_direction(0.7, -1.1, xk.data(), pk.data(), q.data(), rk.data(), 0, end);
+            EXPECT_TRUE(same_bits(xk, position)) << end;
+            EXPECT_TRUE(same_bits(pk, direction)) << end;
+            EXPECT_TRUE(same_bits(rk, direction)) << end;
         }
     }
 }
