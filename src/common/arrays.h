@@ -20,8 +20,14 @@ struct free_array {
 
 template <class T> using owned_array = std::unique_ptr<T[], free_array>;
 
+inline constexpr std::size_t large_array_bytes = std::size_t{4} << 20U; // holds a page of 2 MiB wherever it starts
+
 // Lets the system give an array of many pages large ones, if it likes.
 void prefer_large_pages(void* array, std::size_t bytes);
+
+// Lets the C library keep what one stage frees, large arrays apart, for the next: by itself it hands pages back to the
+// system again and again, and a fresh page costs as much as four kilobytes of most work on them.
+void keep_freed_memory();
 
 // n zeros of T.
 //   errors  "      Error. Can't allocate (name).\n"

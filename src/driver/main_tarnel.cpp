@@ -1,4 +1,5 @@
 // The entry point: opens the log, runs, and turns a failure into the end of the process.
+#include "common/arrays.h"
 #include "common/failure.h"
 #include "common/records.h"
 #include "common/streams.h"
@@ -51,6 +52,7 @@ private:
 static bool run_once()
 {
     const default_arithmetic rounding;
+    tarnel::keep_freed_memory();
     tarnel::owned_file log(std::fopen(tarnel::log_file, "w"));
     // By lines, so that a host can follow the run and a crash leaves all that was said.
     if (log == nullptr || std::setvbuf(log.get(), nullptr, _IOLBF, 4096) != 0) {
