@@ -2,6 +2,7 @@
 // with the library's own parts.
 #pragma once
 
+#include "common/arrays.h"
 #include "common/control.h"
 #include "common/records.h"
 #include "common/streams.h"
@@ -40,6 +41,7 @@ struct system_files {
 //   errors  std::runtime_error when it refuses the system, unless `may_end` says that it may
 template <class solver> double time_solver(solver solve, bool may_end = false)
 {
+    tarnel::keep_freed_memory(); // as a run does
     system_files files;
     const tarnel::owned_file log(std::fopen(solver_log, "wb"));
     if (!log || !open_input(log.get(), files.index, tarnel::index_file, tarnel::index_file) ||

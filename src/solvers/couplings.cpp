@@ -11,27 +11,46 @@ static std::size_t room_of(const coupling_pattern& pattern)
     return 3 * static_cast<std::size_t>(threes_ahead) * pattern.lanes;
 }
 
+// Places of the terms.
+static std::size_t terms_of(const coupling_pattern& pattern)
+{
+    return 3 * pattern.threes * pattern.lanes;
+}
+
 static std::int64_t couplings_of(const matrix_rows& rows, const row_order& order, std::size_t place)
 {
     const std::int32_t i = order.row[place];
     return i < rows.ndim ? terms_of(rows, i) - 1 : 0;
 }
 
-// Visits the places of the terms as they stand: with the term's index in the rows, or -1 for a filler.
+static std::int64_t threes_of_group(const matrix_rows& rows, const row_order& order, std::size_t group)
+{
+    std::int64_t threes = 1;
+    for (std::size_t lane = 0; lane < order.lanes; ++lane)
+        threes = std::max(threes, threes_for(couplings_of(rows, order, group * order.lanes + lane)));
+    return threes;
+}
+
+// Visits the places of the terms, group by group and in a group row by row: with the place of the group and the term's
+// index in the rows, or -1 for a filler.
 template <class visit>
 static void for_each_place(const coupling_pattern& pattern, const matrix_rows& rows, const row_order& order, visit each)
 {
     const std::size_t lanes = pattern.lanes;
     std::size_t at = room_of(pattern);
-    for (std::size_t group = 0; group < pattern.places / lanes; ++group) {
-        std::int64_t first[most_lanes], count[most_lanes];
+    const std::int32_t* of_three = pattern.place.get() + 1;
+    for (std::size_t group = 0; group < pattern.places; group += lanes) {
+        std::int64_t terms = 0; // of a row, fillers counted
+        while (static_cast<std::size_t>(*of_three) == group) ++of_three, terms += 3;
         for (std::size_t lane = 0; lane < lanes; ++lane) {
-            const auto i = static_cast<std::size_t>(order.row[group * lanes + lane]);
-            count[lane] = couplings_of(rows, order, group * lanes + lane);
-            first[lane] = count[lane] > 0 ? rows.start[i] + 1 : 0;
+            const std::int64_t count = couplings_of(rows, order, group + lane);
+            const std::int64_t first =
+                count > 0 ? rows.start[static_cast<std::size_t>(order.row[group + lane])] + 1 : 0;
+            std::size_t to = at + lane;
+            for (std::int64_t k = 0; k < count; ++k, to += lanes) each(to, group, first + k);
+            for (std::int64_t k = count; k < terms; ++k, to += lanes) each(to, group, -1);
         }
-        for (std::int64_t k = 0; k < 3 * static_cast<std::int64_t>(pattern.threes[group]); ++k)
-            for (std::size_t lane = 0; lane < lanes; ++lane) each(at++, group, k < count[lane] ? first[lane] + k : -1);
+        at += static_cast<std::size_t>(terms) * lanes;
     }
 }
 
@@ -44,27 +63,27 @@ coupling_pattern make_coupling_pattern(std::FILE* log, const char* name, const m
     const std::int32_t* place = order.place.get();
     const std::int32_t* columns = rows.mindex.get();
     const std::size_t groups = order.places / order.lanes;
-    pattern.threes = empty_array<std::int32_t>(log, name, groups);
-    for (std::size_t group = 0; group < groups; ++group) {
-        std::int64_t threes = 1;
-        for (std::size_t lane = 0; lane < order.lanes; ++lane)
-            threes = std::max(threes, threes_for(couplings_of(rows, order, group * order.lanes + lane)));
-        pattern.threes[group] = static_cast<std::int32_t>(threes);
-        pattern.count += 3 * threes * static_cast<std::int64_t>(order.lanes);
-    }
-    pattern.unknown =
-        empty_array<std::int32_t>(log, name, static_cast<std::size_t>(pattern.count) + 2 * room_of(pattern));
+    for (std::size_t group = 0; group < groups; ++group)
+        pattern.threes += static_cast<std::size_t>(threes_of_group(rows, order, group));
+    pattern.place = empty_array<std::int32_t>(log, name, pattern.threes + 2);
+    std::int32_t* of_three = pattern.place.get();
+    *of_three++ = -1;
+    for (std::size_t group = 0; group < groups; ++group)
+        of_three =
+            std::fill_n(of_three, threes_of_group(rows, order, group), static_cast<std::int32_t>(group * order.lanes));
+    *of_three = static_cast<std::int32_t>(order.places);
+    pattern.unknown = empty_array<std::int32_t>(log, name, terms_of(pattern) + 2 * room_of(pattern));
     pattern.reach = zero_array<std::int32_t>(log, name, pattern.places / rows_of_a_block + 1);
     std::int32_t reach = 0;
     std::size_t fillers = 0;
-    for_each_place(pattern, rows, order, [&](std::size_t at, std::size_t group, std::int64_t term) {
+    for_each_place(pattern, rows, order, [&](std::size_t at, std::size_t of_row, std::int64_t term) {
         if (term < 0) {
             pattern.unknown[at] = static_cast<std::int32_t>(pattern.places + fillers++ % spare_places);
             return;
         }
         pattern.unknown[at] = place[columns[term]];
         reach = std::max(reach, pattern.unknown[at] + 1);
-        pattern.reach[group * pattern.lanes / rows_of_a_block] = reach;
+        pattern.reach[of_row / rows_of_a_block] = reach;
     });
     for (std::size_t block = 1; block < pattern.places / rows_of_a_block + 1; ++block)
         pattern.reach[block] = std::max(pattern.reach[block], pattern.reach[block - 1]);
@@ -74,8 +93,7 @@ coupling_pattern make_coupling_pattern(std::FILE* log, const char* name, const m
 owned_array<double> make_coupling_values(std::FILE* log, const char* name, const coupling_pattern& pattern,
                                          const matrix_rows& rows, const row_order& order, const double values[])
 {
-    owned_array<double> all =
-        empty_array<double>(log, name, static_cast<std::size_t>(pattern.count) + 2 * room_of(pattern));
+    owned_array<double> all = empty_array<double>(log, name, terms_of(pattern) + 2 * room_of(pattern));
     for_each_place(pattern, rows, order,
                    [&](std::size_t at, std::size_t, std::int64_t term) { all[at] = term < 0 ? -0.0 : values[term]; });
     return all;
@@ -83,13 +101,13 @@ owned_array<double> make_coupling_values(std::FILE* log, const char* name, const
 
 coupling_at first_group(const coupling_pattern& pattern, const double values[])
 {
-    return {pattern.threes.get(), pattern.unknown.get() + room_of(pattern), values + room_of(pattern)};
+    return {pattern.place.get() + 1, pattern.unknown.get() + room_of(pattern), values + room_of(pattern)};
 }
 
 coupling_at end_of_groups(const coupling_pattern& pattern, const double values[])
 {
-    const std::size_t end = room_of(pattern) + static_cast<std::size_t>(pattern.count);
-    return {pattern.threes.get() + pattern.places / pattern.lanes, pattern.unknown.get() + end, values + end};
+    const std::size_t end = room_of(pattern) + terms_of(pattern);
+    return {pattern.place.get() + 1 + pattern.threes, pattern.unknown.get() + end, values + end};
 }
 
 std::size_t reach_of(const coupling_pattern& pattern, std::size_t first, std::size_t pieces)

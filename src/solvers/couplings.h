@@ -16,8 +16,8 @@ inline constexpr std::size_t spare_places = 16;    // of every vector, taken in 
 struct coupling_pattern {
     std::size_t lanes = 1;             // rows of a group
     std::size_t places = 0;            // of the rows; a vector has spare_places more
-    std::int64_t count = 0;            // places of the terms
-    owned_array<std::int32_t> threes;  // of each group
+    std::size_t threes = 0;            // of the groups, those of a group's rows counted once
+    owned_array<std::int32_t> place;   // of each three's first row; -1 before the first, `places` behind the last
     owned_array<std::int32_t> unknown; // place that each term couples. Before the first and behind the last there is
                                        // room to ask memory ahead, here and for the values
     owned_array<std::int32_t> reach;   // 1 + the last place that the rows up to each block's end couple, 0 for none
@@ -40,9 +40,9 @@ inline owned_array<double> vector_of_places(std::FILE* log, const char* name, co
     return zero_array<double>(log, name, order.places + spare_places);
 }
 
-// A group in the couplings of a pass.
+// A three of a group in the couplings of a pass.
 struct coupling_at {
-    const std::int32_t* threes;
+    const std::int32_t* place;
     const std::int32_t* unknown;
     const double* value;
 };

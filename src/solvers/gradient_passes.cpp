@@ -28,7 +28,7 @@ static double forward_blocks(gradient_vectors& v, const coupling_pattern& patter
         else if (factor != nullptr)
             std::copy(r + ready, r + reach, z + ready);
         ready = reach;
-        if (factor != nullptr) rows.substitute_forward(at, z, first, std::min(first + rows_of_a_block, pattern.places));
+        if (factor != nullptr) rows.substitute_forward(at, z, std::min(first + rows_of_a_block, pattern.places));
     }
     return total(sums);
 }
@@ -67,7 +67,7 @@ static double multiply_blocks(gradient_vectors& v, const coupling_pattern& patte
         else
             for (std::size_t i = ready; i < reach; ++i) q[i] = p[i] = z[i];
         ready = reach;
-        rows.multiply(at, p, q, first, end);
+        rows.multiply(at, p, q, end);
         v.kernel->add_products(sums, p, q, first, end);
     }
     return total(sums);

@@ -51,12 +51,12 @@ struct preconditioned_system {
     owned_array<double> pivots;   // of ICCG
 };
 
-static void tell_convergence(const preconditioned_system& system, std::int32_t iter, double rnorm, double unorm,
-                             gathered_lines& lines)
+static void tell_convergence(const preconditioned_system& system, std::int32_t iter, double deps, double rnorm,
+                             const number_text& unorm, gathered_lines& lines)
 {
     constexpr const char* head[] = {"        CG", "      ICCG", "       SCG"};
     gather_line(lines, system.pattern.places, "%s solver convergence iter = %d deps = %s  rnorm = %s unorm = %s \n",
-                head[system.kind], iter, as_e(rnorm / unorm).text, as_e(rnorm).text, as_e(unorm).text);
+                head[system.kind], iter, as_e(deps).text, as_e(rnorm).text, unorm.text);
 }
 
 // Iterates from x = 0, which it leaves alone where the right-hand side counts as zero.
@@ -71,6 +71,7 @@ static void iterate(const control& cntl, const preconditioned_system& system, gr
         return factor != nullptr ? backward_pass(v, system.pattern, factor, system.pivots.get()) : residual;
     };
     const double square = inner_product_by_parts(*v.kernel, places, v.r.get(), v.r.get()), unorm = std::sqrt(square);
+    const number_text unorm_text = as_e(unorm);
     first_forward_pass(v, system.pattern, factor);
     double rho = backward(square);
     if (cntl.eps_zero > std::fabs(rho)) {
@@ -87,8 +88,9 @@ static void iterate(const control& cntl, const preconditioned_system& system, gr
         }
         alpha = rho / pap;
         const double residual = forward_pass(v, system.pattern, factor, alpha), rnorm = std::sqrt(residual);
-        tell_convergence(system, iter, rnorm, unorm, lines);
-        if (cntl.eps_solv > rnorm / unorm) break;
+        const double deps = rnorm / unorm;
+        tell_convergence(system, iter, deps, rnorm, unorm_text, lines);
+        if (cntl.eps_solv > deps) break;
         const double rho_new = backward(residual);
         if (cntl.eps_zero > std::fabs(rho_new)) {
             gather_line(lines, 0, "      Note. {r}[LDLT]-1{r} is zero.\n");

@@ -1,5 +1,6 @@
 #include "solvers/row_kernel.h"
 
+#include <bit>
 #include <cstring>
 #include <functional>
 
@@ -27,74 +28,93 @@ template <class wide> [[gnu::always_inline]] static inline void store(double* to
     std::memcpy(to, &from, sizeof from);
 }
 
+// The places of a term's unknowns, two to a load: in cache the passes wait for loads and stores alone.
+template <class wide> struct term_places {
+    std::size_t at[lanes_of<wide>];
+};
+
+template <class wide> [[gnu::always_inline]] static inline term_places<wide> places_of(const std::int32_t unknown[])
+{
+    term_places<wide> places;
+    if constexpr (lanes_of<wide> == 1) {
+        places.at[0] = static_cast<std::uint32_t>(unknown[0]);
+    } else {
+        constexpr std::size_t low = std::endian::native == std::endian::little ? 0 : 1;
+#pragma GCC unroll 2
+        for (std::size_t k = 0; k < 4; k += 2) {
+            std::uint64_t both;
+            std::memcpy(&both, unknown + k, sizeof both);
+            places.at[k + low] = static_cast<std::uint32_t>(both);
+            places.at[k + 1 - low] = both >> 32U;
+        }
+    }
+    return places;
+}
+
 template <class wide>
-[[gnu::always_inline]] static inline void gather(wide& to, const double from[], const std::int32_t at[])
+[[gnu::always_inline]] static inline void gather(wide& to, const double from[], const term_places<wide>& j)
 {
     if constexpr (lanes_of<wide> == 1)
-        to = from[at[0]];
+        to = from[j.at[0]];
     else
-        to = wide{from[at[0]], from[at[1]], from[at[2]], from[at[3]]};
+        to = wide{from[j.at[0]], from[j.at[1]], from[j.at[2]], from[j.at[3]]};
 }
 
 // to = to + term, or to - term, at places of which none comes twice, fillers apart.
 template <class operation, class wide>
-[[gnu::always_inline]] static inline void scatter(double to[], const std::int32_t at[], const wide& term)
+[[gnu::always_inline]] static inline void scatter(double to[], const term_places<wide>& j, const wide& term)
 {
     constexpr operation combined;
     if constexpr (lanes_of<wide> == 1) {
-        to[at[0]] = combined(to[at[0]], term);
+        to[j.at[0]] = combined(to[j.at[0]], term);
     } else {
 #pragma GCC unroll 4
-        for (int k = 0; k < 4; ++k) to[at[k]] = combined(to[at[k]], term[k]);
+        for (int k = 0; k < 4; ++k) to[j.at[k]] = combined(to[j.at[k]], term[k]);
     }
 }
 
 template <class wide> [[gnu::always_inline]] static inline void step(coupling_at& t, std::ptrdiff_t threes)
 {
+    t.place += threes;
     t.unknown += 3 * threes * static_cast<std::ptrdiff_t>(lanes_of<wide>);
     t.value += 3 * threes * static_cast<std::ptrdiff_t>(lanes_of<wide>);
 }
 
 // The processor finds the next terms by itself where they ascend and not where they descend, nor in the next page.
-template <class wide> [[gnu::always_inline]] static inline void ask(coupling_at t, std::ptrdiff_t threes)
+template <class wide> [[gnu::always_inline]] static inline void ask(const coupling_at& t, std::ptrdiff_t threes)
 {
     constexpr std::size_t lanes = lanes_of<wide>;
-    step<wide>(t, threes);
-    __builtin_prefetch(t.unknown);
-    __builtin_prefetch(t.value);
-    if constexpr (lanes > 1) __builtin_prefetch(t.value + 8); // 96 bytes of them
+    const std::ptrdiff_t ahead = 3 * threes * static_cast<std::ptrdiff_t>(lanes);
+    __builtin_prefetch(t.unknown + ahead);
+    __builtin_prefetch(t.value + ahead);
+    if constexpr (lanes > 1) __builtin_prefetch(t.value + ahead + 8); // 96 bytes of them
 }
 
-template <class wide>
-[[gnu::always_inline]] static inline void forward(coupling_at& at, double q[], std::size_t first, std::size_t end)
+template <class wide> [[gnu::always_inline]] static inline void forward(coupling_at& at, double q[], std::size_t end)
 {
     constexpr std::size_t lanes = lanes_of<wide>;
     coupling_at t = at;
-    for (std::size_t i = first; i < end; i += lanes) {
+    for (std::size_t i; (i = static_cast<std::uint32_t>(*t.place)) < end; step<wide>(t, 1)) {
         ask<wide>(t, threes_ahead);
         wide qi;
         load(qi, q + i);
-        std::int32_t left = *t.threes++;
-        do {
 #pragma GCC unroll 3
-            for (std::size_t k = 0; k < 3; ++k) {
-                wide term;
-                load(term, t.value + k * lanes);
-                scatter<std::minus<double>>(q, t.unknown + k * lanes, wide(qi * term));
-            }
-            step<wide>(t, 1);
-        } while (--left > 0);
+        for (std::size_t k = 0; k < 3; ++k) {
+            wide term;
+            load(term, t.value + k * lanes);
+            scatter<std::minus<double>>(q, places_of<wide>(t.unknown + k * lanes), wide(qi * term));
+        }
     }
     at = t;
 }
 
-// The products of a group's terms k with the unknowns that they couple.
+// The products of a three's terms k with the unknowns that they couple.
 template <class wide>
 [[gnu::always_inline]] static inline void products(wide& to, const coupling_at& t, std::int64_t k, const double q[])
 {
     wide value;
     load(value, t.value + k * static_cast<std::int64_t>(lanes_of<wide>));
-    gather(to, q, t.unknown + k * static_cast<std::int64_t>(lanes_of<wide>));
+    gather(to, q, places_of<wide>(t.unknown + k * static_cast<std::int64_t>(lanes_of<wide>)));
     to *= value;
 }
 
@@ -103,21 +123,22 @@ template <class wide>
 [[gnu::always_inline]] static inline void backward(part_sums& sums, coupling_at t, const double pivots[],
                                                    const double r[], double q[], std::size_t places)
 {
-    constexpr std::size_t lanes = lanes_of<wide>;
     for (std::size_t i = places; i > 0;) {
-        i -= lanes;
-        const std::int32_t threes = *--t.threes;
-        step<wide>(t, -threes);
+        i -= lanes_of<wide>;
+        step<wide>(t, -1);
+        std::int64_t threes = 1;
+        for (; t.place[-1] == *t.place; ++threes) step<wide>(t, -1);
         ask<wide>(t, -threes_ahead);
         // (0 + a) + b = a + (b + 0), signed zeros included
-        wide sum{}, term{};
+        wide sum{}, first{}, last{};
+        products(first, t, 0, q);
         products(sum, t, 1, q);
+        products(last, t, 2, q);
         sum += 0.0;
-        products(term, t, 0, q);
-        sum += term;
-        products(term, t, 2, q);
-        sum += term;
-        for (std::int64_t k = 3; k < 3 * static_cast<std::int64_t>(threes); ++k) {
+        sum += first;
+        sum += last;
+        for (std::int64_t k = 3; k < 3 * threes; ++k) {
+            wide term{};
             products(term, t, k, q);
             sum += term;
         }
@@ -138,36 +159,32 @@ template <class wide>
 }
 
 template <class wide>
-[[gnu::always_inline]] static inline void product(coupling_at& at, const double p[], double q[], std::size_t first,
-                                                  std::size_t end)
+[[gnu::always_inline]] static inline void product(coupling_at& at, const double p[], double q[], std::size_t end)
 {
     constexpr std::size_t lanes = lanes_of<wide>;
     coupling_at t = at;
-    for (std::size_t i = first; i < end; i += lanes) {
+    for (std::size_t i; (i = static_cast<std::uint32_t>(*t.place)) < end; step<wide>(t, 1)) {
         ask<wide>(t, threes_ahead);
         wide pi, qi;
         load(pi, p + i);
         load(qi, q + i);
-        std::int32_t left = *t.threes++;
-        do {
 #pragma GCC unroll 3
-            for (std::size_t k = 0; k < 3; ++k) {
-                wide a, pj{};
-                load(a, t.value + k * lanes);
-                gather(pj, p, t.unknown + k * lanes);
-                qi += a * pj;
-                scatter<std::plus<double>>(q, t.unknown + k * lanes, wide(a * pi));
-            }
-            step<wide>(t, 1);
-        } while (--left > 0);
+        for (std::size_t k = 0; k < 3; ++k) {
+            wide a, pj{};
+            load(a, t.value + k * lanes);
+            const term_places<wide> j = places_of<wide>(t.unknown + k * lanes);
+            gather(pj, p, j);
+            qi += a * pj;
+            scatter<std::plus<double>>(q, j, wide(a * pi));
+        }
         store(q + i, qi);
     }
     at = t;
 }
 
-template <class wide> static void substitute_forward(coupling_at& at, double q[], std::size_t first, std::size_t end)
+template <class wide> static void substitute_forward(coupling_at& at, double q[], std::size_t end)
 {
-    forward<wide>(at, q, first, end);
+    forward<wide>(at, q, end);
 }
 
 template <class wide>
@@ -177,18 +194,16 @@ static void substitute_backward(part_sums& sums, coupling_at end, const double p
     backward<wide>(sums, end, pivots, r, q, places);
 }
 
-template <class wide>
-static void multiply(coupling_at& at, const double p[], double q[], std::size_t first, std::size_t end)
+template <class wide> static void multiply(coupling_at& at, const double p[], double q[], std::size_t end)
 {
-    product<wide>(at, p, q, first, end);
+    product<wide>(at, p, q, end);
 }
 
 #if TARNEL_LANES >= 4
 
-[[gnu::target("avx2")]] static void substitute_forward_avx2(coupling_at& at, double q[], std::size_t first,
-                                                            std::size_t end)
+[[gnu::target("avx2")]] static void substitute_forward_avx2(coupling_at& at, double q[], std::size_t end)
 {
-    forward<four>(at, q, first, end);
+    forward<four>(at, q, end);
 }
 
 [[gnu::target("avx2")]] static void substitute_backward_avx2(part_sums& sums, coupling_at end, const double pivots[],
@@ -197,10 +212,9 @@ static void multiply(coupling_at& at, const double p[], double q[], std::size_t 
     backward<four>(sums, end, pivots, r, q, places);
 }
 
-[[gnu::target("avx2")]] static void multiply_avx2(coupling_at& at, const double p[], double q[], std::size_t first,
-                                                  std::size_t end)
+[[gnu::target("avx2")]] static void multiply_avx2(coupling_at& at, const double p[], double q[], std::size_t end)
 {
-    product<four>(at, p, q, first, end);
+    product<four>(at, p, q, end);
 }
 
 #endif
