@@ -5,18 +5,6 @@
 namespace tarnel
 {
 
-void add_number(std::FILE* log, const char* name, number_index& index, std::int32_t number)
-{
-    const std::size_t size = index.numbers.size;
-    if (size > 0) {
-        const std::int32_t last = index.numbers.values[size - 1];
-        if (number <= last) index.ascending = false;
-        if (number != last + 1) index.without_gaps = false;
-    }
-    index.largest = std::max(index.largest, number);
-    append(log, name, index.numbers, number);
-}
-
 // Sorted by number and, within a number, by place; the last place of each number is kept.
 static void sort_places(std::FILE* log, const char* name, number_index& index)
 {

@@ -5,6 +5,7 @@
 
 #include "common/arrays.h"
 
+#include <algorithm>
 #include <cstdint>
 
 namespace tarnel
@@ -27,7 +28,17 @@ struct number_index {
 
 // Adds a number (1 or more) at the next place.
 //   errors  "      Error. Can't allocate (name).\n"
-void add_number(std::FILE* log, const char* name, number_index& index, std::int32_t number);
+inline void add_number(std::FILE* log, const char* name, number_index& index, std::int32_t number)
+{
+    const std::size_t size = index.numbers.size;
+    if (size > 0) {
+        const std::int32_t last = index.numbers.values[size - 1];
+        if (number <= last) index.ascending = false;
+        if (number != last + 1) index.without_gaps = false;
+    }
+    index.largest = std::max(index.largest, number);
+    append(log, name, index.numbers, number);
+}
 
 // Makes the index ready; of a number added more than once the last place stands.
 //   errors  "      Error. Can't allocate (name).\n"

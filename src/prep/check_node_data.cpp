@@ -11,7 +11,8 @@
 namespace tarnel
 {
 
-using node_mark = std::uint8_t; // 1: an element uses the node; small, so that the marks of all nodes stay in cache
+// Small, so that the marks of all nodes stay in cache.
+enum class node_mark : std::uint8_t { unused, used };
 
 constexpr std::int32_t none = std::numeric_limits<std::int32_t>::max();
 
@@ -40,7 +41,7 @@ static std::int32_t mark_felm_nodes(const control& cntl, input_file& felms, cons
             if (felm.node[j] < 1 || felm.node[j] > cntl.maxnog) fail_connection(log, "fem", felm.noe, j + 1);
             const std::int32_t place = place_of(defined, felm.node[j]);
             if (place >= 0)
-                ireffe[static_cast<std::size_t>(place)] = 1;
+                ireffe[static_cast<std::size_t>(place)] = node_mark::used;
             else
                 lowest = std::min(lowest, felm.node[j]);
         }
@@ -66,7 +67,7 @@ static std::int32_t mark_belm_nodes(const control& cntl, input_file& belms, cons
             if (belm.node[j] < 1 || belm.node[j] > cntl.maxnog) fail_connection(log, "bem", belm.nob, j + 1);
             const std::int32_t place = place_of(defined, belm.node[j]);
             if (place >= 0)
-                irefbe[static_cast<std::size_t>(place)] = 1;
+                irefbe[static_cast<std::size_t>(place)] = node_mark::used;
             else
                 lowest = std::min(lowest, belm.node[j]);
         }
@@ -91,7 +92,7 @@ void eat_check_node_data(control cntl, check_node_files files, std::FILE* log)
         for (std::int32_t k = 0; k < defined.count; ++k) {
             const auto [number, place] = ascending_place(defined, k);
             const auto at = static_cast<std::size_t>(place);
-            if (irefbe[at] == 1 && ireffe[at] == 0) {
+            if (irefbe[at] == node_mark::used && ireffe[at] == node_mark::unused) {
                 boundary_only = std::min(boundary_only, number);
                 break;
             }

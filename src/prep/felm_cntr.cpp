@@ -46,6 +46,21 @@ static centre_rule find_rule(std::int32_t code, std::int32_t noe, std::FILE* log
     fail_element_type(log, noe, "");
 }
 
+// The weighted sum of the nodes' points; an undefined node counts as the origin; the node check has refused it.
+static void set_centre(const centre_rule& rule, const mesh_point ggg[], const std::int32_t place[], double centre[3])
+{
+    double x = 0.0, y = 0.0, z = 0.0;
+    for (std::int32_t k = 0; k < rule.nodes; ++k) {
+        if (place[k] < 0) continue;
+        const mesh_point& point = ggg[place[k]];
+        const double weight = rule.weight[k];
+        x += weight * point.x;
+        y += weight * point.y;
+        if (!rule.planar) z += weight * point.z;
+    }
+    centre[0] = x, centre[1] = y, centre[2] = z;
+}
+
 void t_set_felm_cntr(control cntl, felm_cntr_files files, std::FILE* log)
 {
     log_lines(log, "    === in func. t_set_felm_cntr ===\n");
@@ -60,18 +75,13 @@ void t_set_felm_cntr(control cntl, felm_cntr_files files, std::FILE* log)
             ask_for(&points.ggg.values[ahead[k]].z);
         }
         const centre_rule rule = find_rule(felm.type, felm.noe, log);
-        double x = 0.0, y = 0.0, z = 0.0;
+        std::int32_t place[most_nodes];
         for (std::int32_t k = 0; k < rule.nodes; ++k) {
             if (felm.node[k] < 1 || felm.node[k] > cntl.maxnog) fail_connection(log, "fem", felm.noe, k + 1);
-            const std::int32_t place = place_of(points.index, felm.node[k]);
-            if (place < 0) continue; // an undefined node counts as the origin; the node check has refused it
-            const mesh_point& point = points.ggg.values[static_cast<std::size_t>(place)];
-            const double weight = rule.weight[k];
-            x += weight * point.x;
-            y += weight * point.y;
-            z += weight * point.z;
+            place[k] = place_of(points.index, felm.node[k]);
         }
-        const double centre[] = {x, y, rule.planar ? 0.0 : z};
+        double centre[3];
+        set_centre(rule, points.ggg.values.get(), place, centre);
         write_value(log, files.centres, felm.noe, "w1");
         write_values(log, files.centres, centre, 3, "w2");
     }

@@ -16,6 +16,8 @@ struct node_point {
     double x, y; // [m]
 };
 
+enum class node_mark : std::uint8_t { unused, used };
+
 struct node_condition {
     double fai0, acoef; // constant term [Wb/m] and coefficient
     std::int32_t noind; // independent node, 0 for none
@@ -25,11 +27,11 @@ struct node_condition {
 // take part in the numbering and get no record.
 struct node_table {
     number_index index;
-    std::size_t defined = 0;            // places with a record, idefng
-    growing_array<node_point> ggg;      // of the defined places
-    growing_array<std::uint8_t> ireffe; // 1: an element uses the node
-    owned_array<std::int32_t> nufai;    // unknown number
-    owned_array<std::int32_t> ifixc;    // place of the node's condition, from 1; 0 without one
+    std::size_t defined = 0;         // places with a record, idefng
+    growing_array<node_point> ggg;   // of the defined places
+    growing_array<node_mark> ireffe; // whether an element uses the node
+    owned_array<std::int32_t> nufai; // unknown number
+    owned_array<std::int32_t> ifixc; // place of the node's condition, from 1; 0 without one
     growing_array<node_condition> conditions;
 };
 
@@ -48,7 +50,7 @@ static void read_nodes(const control& cntl, input_file& in, node_table& nodes, s
     for (mesh_node_record copy; const mesh_node_record* next = next_in_place(log, list, copy);) {
         const mesh_node_record& node = *next;
         append(log, "ggg", nodes.ggg, {node.x, node.y});
-        append(log, "ireffe", nodes.ireffe, std::uint8_t{0});
+        append(log, "ireffe", nodes.ireffe, node_mark::unused);
         add_number(log, "idefng", nodes.index, node.nog);
         if (cntl.iax == 1 && node.x < 0.0) fail(log, "      Error. radius < 0.0 for AX.  nog === %d \n", node.nog);
     }
@@ -67,7 +69,7 @@ static void mark_nodes_of_elements(const control& cntl, input_file& in, node_tab
             if (felm.node[j] < 1 || felm.node[j] > cntl.maxnog) fail_connection(log, "fem", felm.noe, j + 1);
             const std::int32_t place = place_of(nodes.index, felm.node[j]);
             if (place >= 0)
-                nodes.ireffe.values[static_cast<std::size_t>(place)] = 1;
+                nodes.ireffe.values[static_cast<std::size_t>(place)] = node_mark::used;
             else
                 append(log, "ireffe", undefined, felm.node[j]);
         }
@@ -78,7 +80,7 @@ static void mark_nodes_of_elements(const control& cntl, input_file& in, node_tab
     const std::int32_t* end = std::unique(begin, begin + undefined.size);
     for (const std::int32_t* number = begin; number != end; ++number) {
         add_number(log, "idefng", nodes.index, *number);
-        append(log, "ireffe", nodes.ireffe, std::uint8_t{1});
+        append(log, "ireffe", nodes.ireffe, node_mark::used);
     }
     finish_index(log, "idefng", nodes.index);
 }
@@ -130,7 +132,7 @@ static std::int32_t number_free_nodes(const control& cntl, node_table& nodes, st
     std::int32_t ndim = 0;
     for (std::int32_t k = 0; k < nodes.index.count; ++k) {
         const auto at = static_cast<std::size_t>(ascending_place(nodes.index, k).place);
-        if (nodes.ireffe.values[at] == 0) continue;
+        if (nodes.ireffe.values[at] == node_mark::unused) continue;
         if (nodes.ifixc[at] != 0) {
             nodes.nufai[at] = -1;
             continue;
@@ -147,7 +149,7 @@ static void resolve_dependent_nodes(const control& cntl, node_table& nodes, std:
     for (std::int32_t k = 0; k < nodes.index.count; ++k) {
         const auto [number, place] = ascending_place(nodes.index, k);
         const auto at = static_cast<std::size_t>(place);
-        if (nodes.ireffe.values[at] == 0 || nodes.ifixc[at] == 0) continue;
+        if (nodes.ireffe.values[at] == node_mark::unused || nodes.ifixc[at] == 0) continue;
         const node_condition& condition = condition_of(nodes, at);
         if (condition.noind <= 0) continue;
         if (std::fabs(condition.acoef) < cntl.eps_zero)
