@@ -11,11 +11,6 @@
 namespace tarnel
 {
 
-output_file::~output_file()
-{
-    if (stream != nullptr && filled > 0) std::fwrite(buffer.get(), 1, filled, stream.get());
-}
-
 static bool open_stream(owned_file& stream, char (&stored)[file_name_characters], const char* path, const char* name,
                         const char* mode)
 {
@@ -42,31 +37,38 @@ bool open_input(std::FILE* log, input_file& file, const char* path, const char* 
     return true;
 }
 
-#if defined(__unix__)
-// Takes a plain file out of the way of a new one: some file systems bring a file that was cut to nothing and written
-// again to the disk when it is closed, at the cost of a hundred files. What is linked, special or write-protected stays
-// and is written through.
-//   returns the permissions that the new file takes over, 0 for those of any new file
-static mode_t make_way(const char* path)
+// A plain file that is there is written over and cut at its end: to give its pages back and fetch fresh ones costs more
+// than the copy of what they hold, and some file systems bring a file that was cut to nothing and written again to the
+// disk when it is closed.
+//   returns its size, 0 for one that can only be made, emptied or written through
+static std::uint64_t bytes_to_write_over([[maybe_unused]] const char* path)
 {
+#if defined(__unix__)
     struct stat old;
-    if (lstat(path, &old) != 0 || !S_ISREG(old.st_mode) || old.st_nlink != 1) return 0;
-    if (faccessat(AT_FDCWD, path, W_OK, AT_EACCESS) != 0 || unlink(path) != 0) return 0;
-    return old.st_mode & 0777U;
-}
+    if (stat(path, &old) == 0 && S_ISREG(old.st_mode) && faccessat(AT_FDCWD, path, R_OK | W_OK, AT_EACCESS) == 0)
+        return static_cast<std::uint64_t>(old.st_size);
 #endif
+    return 0;
+}
+
+// Cuts off what is left of the old file.
+static bool cut_old_end(output_file& file)
+{
+    const std::uint64_t old_bytes = std::exchange(file.old_bytes, 0);
+#if defined(__unix__)
+    if (file.written < old_bytes) return ftruncate(fileno(file.stream.get()), static_cast<off_t>(file.written)) == 0;
+#endif
+    return file.written >= old_bytes;
+}
 
 bool open_output(std::FILE* log, output_file& file, const char* path, const char* name, content kind)
 {
-#if defined(__unix__)
-    const mode_t permissions = make_way(path);
-#endif
-    if (!open_stream(file.stream, file.name, path, name, kind == content::text ? "w" : "wb")) return false;
-#if defined(__unix__)
-    if (permissions != 0) fchmod(fileno(file.stream.get()), permissions);
-#endif
+    file.old_bytes = bytes_to_write_over(path);
+    const char* mode = file.old_bytes > 0 ? "r+b" : kind == content::text ? "w" : "wb";
+    if (!open_stream(file.stream, file.name, path, name, mode)) return false;
     file.buffer = empty_array<char>(log, "stream", stream_buffer_bytes);
     file.filled = 0;
+    file.written = 0;
     return true;
 }
 
@@ -143,9 +145,18 @@ void fail_in_file(std::FILE* log, const char* name, const char* tag)
     fail(log, "      Error. in %s(%s).\n", name, tag);
 }
 
-static void pass_to_system(std::FILE* log, output_file& file, const void* from, std::size_t n)
+bool pass_to_system(output_file& file, const void* from, std::size_t n)
 {
-    if (n > 0 && std::fwrite(from, 1, n, file.stream.get()) != n) fail_in_file(log, file.name, file.tag);
+    const std::size_t taken = n > 0 ? std::fwrite(from, 1, n, file.stream.get()) : 0;
+    file.written += taken;
+    return taken == n;
+}
+
+output_file::~output_file()
+{
+    if (stream == nullptr) return;
+    pass_to_system(*this, buffer.get(), filled);
+    cut_old_end(*this);
 }
 
 void write_bytes_slowly(std::FILE* log, output_file& file, const void* from, std::size_t n)
@@ -155,17 +166,18 @@ void write_bytes_slowly(std::FILE* log, output_file& file, const void* from, std
     const std::size_t fits = stream_buffer_bytes - file.filled;
     std::memcpy(file.buffer.get() + file.filled, bytes, fits);
     file.filled = 0;
-    pass_to_system(log, file, file.buffer.get(), stream_buffer_bytes);
     const std::size_t whole = (n - fits) / stream_buffer_bytes * stream_buffer_bytes;
-    pass_to_system(log, file, bytes + fits, whole);
+    if (!pass_to_system(file, file.buffer.get(), stream_buffer_bytes) || !pass_to_system(file, bytes + fits, whole))
+        fail_in_file(log, file.name, file.tag);
     file.filled = n - fits - whole;
     std::memcpy(file.buffer.get(), bytes + fits + whole, file.filled);
 }
 
 void flush_output(std::FILE* log, output_file& file)
 {
-    pass_to_system(log, file, file.buffer.get(), std::exchange(file.filled, 0));
-    if (std::fflush(file.stream.get()) != 0) fail_in_file(log, file.name, file.tag);
+    if (!pass_to_system(file, file.buffer.get(), std::exchange(file.filled, 0)) ||
+        std::fflush(file.stream.get()) != 0 || !cut_old_end(file))
+        fail_in_file(log, file.name, file.tag);
 }
 
 void close_output(std::FILE* log, output_file& file)

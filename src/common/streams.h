@@ -37,6 +37,8 @@ struct output_file {
     const char* tag = "w"; // of the last item accepted, for a failure seen later
     owned_array<char> buffer;
     std::size_t filled = 0;
+    std::uint64_t written = 0;   // bytes that the system has taken
+    std::uint64_t old_bytes = 0; // of the file that is written over, whose end may still stand
 
     output_file() = default;
     output_file(const output_file&) = delete;
@@ -51,7 +53,7 @@ struct output_file {
 //   errors  "      Error. Can't allocate (stream).\n"
 bool open_input(std::FILE* log, input_file& file, const char* path, const char* name);
 
-// Creates a file for writing, in the place of a plain one of that name; text files get the platform's line ends.
+// Opens a file for writing, a new one or one that is there; text files get the platform's line ends.
 //   returns false when the file cannot be opened
 //   errors  "      Error. Can't allocate (stream).\n"
 enum class content { binary, text };
@@ -132,12 +134,29 @@ template <class T> void write_values(std::FILE* log, output_file& file, const T*
     write_bytes(log, file, from, n * sizeof(T), tag);
 }
 
+// A value in bytes that stand anywhere.
+template <class T> struct unaligned {
+    typedef T value [[gnu::aligned(1)]];
+};
+
+// The value goes to the buffer as it is made: what the slow path takes the address of is a copy.
 template <class T> void write_value(std::FILE* log, output_file& file, const T& value, const char* tag)
 {
-    write_values(log, file, &value, 1, tag);
+    static_assert(std::is_trivially_copyable_v<T> && !std::is_pointer_v<T>);
+    if (sizeof(T) > stream_buffer_bytes - file.filled) {
+        const T copy = value;
+        return write_bytes(log, file, &copy, sizeof copy, tag);
+    }
+    file.tag = tag;
+    *reinterpret_cast<typename unaligned<T>::value*>(file.buffer.get() + file.filled) = value;
+    file.filled += sizeof(T);
 }
 
-// Hands everything to the system; a stage does so before it returns.
+// Hands bytes to the system past the buffer, which is empty.
+//   returns false where it refuses
+bool pass_to_system(output_file& file, const void* from, std::size_t n);
+
+// Hands everything to the system and cuts off what an older, longer file leaves; a stage does so before it returns.
 //   errors  as for the file's last write
 void flush_output(std::FILE* log, output_file& file);
 

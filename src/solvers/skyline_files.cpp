@@ -179,7 +179,7 @@ void write_image(std::FILE* log, output_file& file, const double* image, std::si
     std::snprintf(file.name, sizeof file.name, "%s", columns_name); // a failure concerns the columns
     for (std::size_t at = 0; at < length; at += piece) {
         const std::size_t count = std::min(piece, length - at);
-        if (std::fwrite(image + at, sizeof(double), count, file.stream.get()) != count)
+        if (!pass_to_system(file, image + at, count * sizeof(double)))
             fail_in_file(log, file.name, item_at(image, std::min(at + piece, length - 1)));
     }
     file.tag = "w2";

@@ -85,10 +85,11 @@ prepared_model prepare(const fault_model& model)
     prepared.inputs = contents_of_directory();
     const watched_run clean = run_watched(prepared, {});
     if (!clean.outcome.returned) throw std::runtime_error(model.name + " does not end:\n" + clean.outcome.log);
-    prepared.clean = clean.record;
     prepared.left = contents_of_directory();
     for (const auto& [name, content] : prepared.left)
         if (!prepared.inputs.contains(name)) prepared.stale[name] = content + content;
+    prepared.clean = run_watched(prepared, {}).record; // as the runs with a fault, among the stale files
+    if (contents_of_directory() != prepared.left) throw std::runtime_error(model.name + " leaves parts of older files");
     for (const char* name : {"t-volt-data1.tmp", "at-npresl-struct.tmp"}) {
         if (!prepared.inputs.contains(name)) continue;
         prepared_model fewer = prepared;

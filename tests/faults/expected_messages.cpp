@@ -360,7 +360,7 @@ telling told_of_array(const std::string& message, const standing& here)
 
 bool is_output(call kind)
 {
-    return kind == call::write || kind == call::flush || kind == call::close;
+    return kind == call::write || kind == call::flush || kind == call::cut || kind == call::close;
 }
 
 telling told_of_file(const std::string& message, const failed_call& failed, const file_contents& files,

@@ -64,6 +64,8 @@ TEST_F(faults, whichever_call_of_a_circuit_model_fails_the_log_tells_it_or_the_r
     EXPECT_EQ(runs(counts, "open", verdict::other_course), 2); // circuits and previous potentials may be missing
     EXPECT_EQ(runs(counts, "write", verdict::harmless), 0);    // no byte is lost unseen
     EXPECT_EQ(runs(counts, "flush", verdict::harmless), 0);
+    EXPECT_GE(runs(counts, "cut", verdict::named), 20); // of longer files that another run has left
+    EXPECT_EQ(runs(counts, "cut", verdict::harmless), 0);
     EXPECT_EQ(runs(counts, "remove", verdict::harmless), 1);                    // the renaming replaces the file
     EXPECT_EQ(counts.messages["  Error. Can't open at-felm-struct.org.\n"], 3); // renamed, opened, its stream set up
     // The rewriting of the solution by the circuits' stage, in its midst: after the solver, written by three solutions.

@@ -73,6 +73,13 @@ static const opened_file& file_of(const std::FILE* stream)
     return none;
 }
 
+static const opened_file* file_behind(int descriptor)
+{
+    const opened_file* file = all_opened;
+    while (file != nullptr && file->descriptor != descriptor) file = file->next;
+    return file;
+}
+
 static std::int64_t place_of(const opened_file& file)
 {
     return file.descriptor < 0 ? place_unknown : static_cast<std::int64_t>(lseek64(file.descriptor, 0, SEEK_CUR));
@@ -165,6 +172,8 @@ extern "C" {
 std::FILE* __real_fopen(const char* path, const char* mode);
 int __real_setvbuf(std::FILE* f, char* buffer, int mode, std::size_t n);
 int __real_fflush(std::FILE* f);
+int __real_fileno(std::FILE* f);
+int __real_ftruncate(int descriptor, off_t size);
 int __real_remove(const char* path);
 int __real_rename(const char* from, const char* to);
 void* __real_malloc(std::size_t size);
@@ -180,10 +189,10 @@ std::FILE* __wrap_fopen(const char* path, const char* mode)
         errno = EMFILE;
         return nullptr;
     }
-    const bool reading = mode[0] == 'r';
+    const bool over = std::strchr(mode, '+') != nullptr, reading = mode[0] == 'r' && !over;
     const bool damaged = reading && is_damaged_now(path);
     if (damaged && !damaging.unreadable) put_value(path);
-    const int descriptor = open(path, reading ? O_RDONLY : O_WRONLY | O_CREAT | O_TRUNC, 0666);
+    const int descriptor = open(path, reading ? O_RDONLY : over ? O_RDWR : O_WRONLY | O_CREAT | O_TRUNC, 0666);
     if (descriptor < 0) return nullptr;
     auto* file = new opened_file{.descriptor = descriptor, .reading = reading, .next = all_opened};
     all_opened = file;
@@ -220,6 +229,21 @@ int __wrap_fflush(std::FILE* f)
     armed->output_failed = true;
     errno = EIO;
     return EOF;
+}
+
+int __wrap_fileno(std::FILE* f)
+{
+    const opened_file& file = file_of(f);
+    return file.stream == nullptr ? __real_fileno(f) : file.descriptor;
+}
+
+int __wrap_ftruncate(int descriptor, off_t size)
+{
+    const opened_file* file = armed == nullptr ? nullptr : file_behind(descriptor);
+    if (file == nullptr || !fails(call::cut, file->path, place_of(*file))) return __real_ftruncate(descriptor, size);
+    armed->output_failed = true;
+    errno = EIO;
+    return -1;
 }
 
 int __wrap_remove(const char* path)

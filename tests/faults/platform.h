@@ -10,10 +10,10 @@
 namespace tarnel_test
 {
 
-enum class call { open, read, write, seek, close, buffer, flush, remove, rename, allocate };
-inline constexpr std::size_t kinds_of_call = 10;
-inline constexpr const char* call_names[kinds_of_call] = {"open",   "read",  "write",  "seek",   "close",
-                                                          "buffer", "flush", "remove", "rename", "allocate"};
+enum class call { open, read, write, seek, close, buffer, flush, cut, remove, rename, allocate };
+inline constexpr std::size_t kinds_of_call = 11;
+inline constexpr const char* call_names[kinds_of_call] = {"open",  "read", "write",  "seek",   "close",   "buffer",
+                                                          "flush", "cut",  "remove", "rename", "allocate"};
 
 // A read fails with EIO; a write passes half of its bytes and then finds the disk full; a close closes and then fails;
 // an open finds no descriptor left; an allocation finds no memory.
@@ -45,7 +45,7 @@ struct platform_record {
     std::int64_t failed_place[failures_kept];
     long arrays, streams;          // allocated and not freed, opened and not closed
     std::size_t bytes, peak_bytes; // allocated, and the most that were at a time
-    bool output_failed;            // a write, a flush, or the closing of a file that was written
+    bool output_failed;            // a write, a flush, a cut, or the closing of a file that was written
     bool damaged;                  // the damage was done
     bool ended_itself;             // by exit; what was left then:
     long arrays_at_exit, streams_at_exit;

@@ -198,7 +198,11 @@ TEST_F(skyline_files, file_that_cannot_be_opened_gives_two_lines_for_reading_and
     EXPECT_EQ(with_setup(text, [&](auto* log, auto& setup) { open_block(log, setup, 1, in); }).log, error);
     EXPECT_EQ(with_setup(text, [&](auto* log, auto& setup) { create_block(log, setup, 1, out); }).log, error);
     EXPECT_EQ(with_setup(text, [&](auto* log, auto& setup) { open_block(log, setup, 0, in); }).log, reading_log(1));
-    EXPECT_EQ(with_setup(text, [&](auto* log, auto& setup) { create_block(log, setup, 0, out); }).log, writing_log(1));
+    const auto create = [&](auto* log, auto& setup) {
+        create_block(log, setup, 0, out);
+        close_output(log, out);
+    };
+    EXPECT_EQ(with_setup(text, create).log, writing_log(1));
     EXPECT_EQ(read_file("there"), "");
 }
 
