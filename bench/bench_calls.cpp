@@ -55,6 +55,8 @@ static void check_potentials(const text_model& model)
 
 static void time_calls(const std::filesystem::path& directory, std::size_t turns, std::size_t calls)
 {
+    if (std::filesystem::exists(directory / "reference.txt"))
+        throw std::runtime_error("a reference model stands in " + directory.string());
     std::filesystem::create_directories(directory);
     std::filesystem::current_path(directory);
     const text_model model = hundred_nodes();

@@ -80,7 +80,7 @@ private:
 
 // The child holds the pipe open for writing from its start to its end, whatever the library does. It must not hold the
 // reader's end: without a reader its next line ends it, so that a run does not outlive an interrupted benchmark.
-static pid_t start_run(const std::filesystem::path& directory, descriptor& reading)
+static pid_t start_run(const std::filesystem::path& directory, int calls, descriptor& reading)
 {
     std::fflush(nullptr);
     const pid_t child = fork();
@@ -88,7 +88,7 @@ static pid_t start_run(const std::filesystem::path& directory, descriptor& readi
     if (child > 0) return child;
     reading.close();
     if (chdir(directory.c_str()) != 0) _exit(120);
-    main_tarnel_n1();
+    for (int call = 0; call < calls; ++call) main_tarnel_n1();
     std::fflush(nullptr);
     _exit(0);
 }
@@ -102,25 +102,39 @@ static double cpu_seconds_of(pid_t process)
     return static_cast<double>(used.tv_sec) + 1e-9 * static_cast<double>(used.tv_nsec);
 }
 
-static void stamp_lines(int from, pid_t process, moment start, named_pipe& pipe, std::vector<stamped_line>& log)
+// When the last call began, in seconds of both clocks; 0 for the first call of a process.
+struct call_start {
+    double seconds = 0, cpu_seconds = 0;
+};
+
+// Keeps the lines of the last of so many calls.
+static call_start stamp_lines(int from, pid_t process, int calls, moment start, named_pipe& pipe,
+                              std::vector<stamped_line>& log)
 {
     char buffer[65536];
     std::string begun; // a line whose end has not come yet
+    call_start begin;
     for (;;) {
         const ssize_t got = read(from, buffer, sizeof buffer);
         if (got < 0 && errno == EINTR) continue;
         if (got < 0) refuse("can't read the log");
         if (got == 0) break;
         const double now = seconds_since(start), used = cpu_seconds_of(process);
-        pipe.remove(); // the library has it open
+        if (calls == 1) pipe.remove(); // the library has it open
         for (ssize_t k = 0; k < got; ++k) {
             begun += buffer[k];
             if (buffer[k] != '\n') continue;
-            log.push_back({now, used, std::move(begun)});
+            log.push_back({now - begin.seconds, used - begin.cpu_seconds, std::move(begun)});
             begun.clear();
+            if (calls == 1 || log.back().text != tarnel::end_line) continue;
+            --calls;
+            begin = {now, used};
+            log.clear();
         }
     }
-    if (!begun.empty()) log.push_back({seconds_since(start), cpu_seconds_of(process), begun});
+    if (!begun.empty())
+        log.push_back({seconds_since(start) - begin.seconds, cpu_seconds_of(process) - begin.cpu_seconds, begun});
+    return begin;
 }
 
 static void save_log(const std::filesystem::path& path, const std::vector<stamped_line>& log)
@@ -136,26 +150,27 @@ static double seconds(const timeval& time)
     return static_cast<double>(time.tv_sec) + 1e-6 * static_cast<double>(time.tv_usec);
 }
 
-measured_run run_measured(const std::filesystem::path& directory)
+measured_run run_measured(const std::filesystem::path& directory, int calls)
 {
     const std::filesystem::path log_path = directory / tarnel::log_file;
     measured_run run;
     int status = 0;
     rusage used{};
+    call_start begin;
     {
         named_pipe pipe(log_path);
         descriptor reading(log_path, O_RDONLY | O_NONBLOCK); // does not wait for a writer
         descriptor writing(log_path, O_WRONLY);
         if (fcntl(reading.number(), F_SETFL, 0) != 0) refuse("can't wait at the log");
         const moment start = std::chrono::steady_clock::now();
-        const pid_t child = start_run(directory, reading);
+        const pid_t child = start_run(directory, calls, reading);
         writing.close(); // from here on the log ends when the child does
-        stamp_lines(reading.number(), child, start, pipe, run.log);
+        begin = stamp_lines(reading.number(), child, calls, start, pipe, run.log);
         while (wait4(child, &status, 0, &used) != child)
             if (errno != EINTR) refuse("can't wait for the run");
-        run.wall_seconds = seconds_since(start);
+        run.wall_seconds = seconds_since(start) - begin.seconds;
     }
-    run.cpu_seconds = seconds(used.ru_utime) + seconds(used.ru_stime);
+    run.cpu_seconds = seconds(used.ru_utime) + seconds(used.ru_stime) - begin.cpu_seconds;
     run.peak_bytes = std::int64_t{1024} * used.ru_maxrss;
     save_log(log_path, run.log);
     if (status != 0 || run.log.empty() || run.log.back().text != tarnel::end_line)
