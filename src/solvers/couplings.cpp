@@ -63,15 +63,15 @@ coupling_pattern make_coupling_pattern(std::FILE* log, const char* name, const m
     const std::int32_t* place = order.place.get();
     const std::int32_t* columns = rows.mindex.get();
     const std::size_t groups = order.places / order.lanes;
-    for (std::size_t group = 0; group < groups; ++group)
-        pattern.threes += static_cast<std::size_t>(threes_of_group(rows, order, group));
-    pattern.place = empty_array<std::int32_t>(log, name, pattern.threes + 2);
+    const auto couplings = static_cast<std::size_t>(rows.start[static_cast<std::size_t>(rows.ndim)] - rows.ndim);
+    pattern.place = empty_array<std::int32_t>(log, name, groups + couplings / 3 + 2); // at most so many
     std::int32_t* of_three = pattern.place.get();
     *of_three++ = -1;
     for (std::size_t group = 0; group < groups; ++group)
         of_three =
             std::fill_n(of_three, threes_of_group(rows, order, group), static_cast<std::int32_t>(group * order.lanes));
     *of_three = static_cast<std::int32_t>(order.places);
+    pattern.threes = static_cast<std::size_t>(of_three - pattern.place.get()) - 1;
     pattern.unknown = empty_array<std::int32_t>(log, name, terms_of(pattern) + 2 * room_of(pattern));
     pattern.reach = zero_array<std::int32_t>(log, name, pattern.places / rows_of_a_block + 1);
     std::int32_t reach = 0;

@@ -1,6 +1,7 @@
 #include "solvers/row_order.h"
 
 #include <algorithm>
+#include <bit>
 #include <numeric>
 #include <span>
 
@@ -69,34 +70,30 @@ static owned_array<std::int32_t> rows_by_level(std::FILE* log, const char* name,
     return sorted;
 }
 
-// Groups of one kind that are not full, oldest first.
+// The last groups, each at its number modulo their count.
 struct open_groups {
-    std::int32_t group[groups_open];
-    std::uint8_t filled[groups_open];
-    int count;
+    std::uint64_t open[kinds] = {};        // a bit for each group of the kind that is not full
+    std::uint8_t filled[groups_open] = {}; // rows
+    std::int32_t groups = 0;               // so far
 };
+static_assert(groups_open == 64);
 
-static void leave_out(open_groups& open, int first, int end)
+// Takes a place in the oldest open group of the kind from `first` on, or in a new one.
+static std::int32_t take_place(open_groups& last, std::size_t kind, std::int32_t first)
 {
-    std::copy(open.group + end, open.group + open.count, open.group + first);
-    std::copy(open.filled + end, open.filled + open.count, open.filled + first);
-    open.count -= end - first;
-}
-
-// Takes a place in the oldest group from `first` on, or in a new one.
-static std::int32_t take_place(open_groups& open, std::int32_t first, std::int32_t& groups)
-{
-    int old = 0;
-    while (old < open.count && open.group[old] <= groups - groups_open) ++old;
-    if (old > 0) leave_out(open, 0, old);
-    int k = 0;
-    while (k < open.count && open.group[k] < first) ++k;
-    if (k == open.count) {
-        open.group[open.count] = groups++;
-        open.filled[open.count++] = 0;
+    const std::int32_t oldest = std::max(first, last.groups - groups_open + 1);
+    const std::uint64_t from_oldest = std::rotr(last.open[kind], oldest % groups_open);
+    std::int32_t group = oldest + std::countr_zero(from_oldest);
+    if (group >= last.groups) { // what was open there is too old by now
+        group = last.groups++;
+        const std::uint64_t bit = std::uint64_t{1} << group % groups_open;
+        for (std::uint64_t& open : last.open) open &= ~bit;
+        last.open[kind] |= bit;
+        last.filled[group % groups_open] = 0;
     }
-    const auto place = static_cast<std::int32_t>(most_lanes) * open.group[k] + open.filled[k];
-    if (++open.filled[k] == most_lanes) leave_out(open, k, k + 1);
+    std::uint8_t& filled = last.filled[group % groups_open];
+    const std::int32_t place = static_cast<std::int32_t>(most_lanes) * group + filled;
+    if (++filled == most_lanes) last.open[kind] &= ~(std::uint64_t{1} << group % groups_open);
     return place;
 }
 
@@ -108,16 +105,16 @@ static std::int32_t fill_groups(std::FILE* log, const char* name, const matrix_r
     const owned_array<std::int32_t> sorted = rows_by_level(log, name, rows);
     const owned_array<std::int32_t> next = zero_array<std::int32_t>(log, name, n);
     const std::size_t most = std::min<std::size_t>((n + n / 2) / most_lanes + 8, INT32_MAX / 8);
-    open_groups open[kinds] = {};
-    std::int32_t groups = 0;
+    open_groups last;
     for (std::size_t k = 0; k < n; ++k) {
         const auto i = static_cast<std::size_t>(sorted[k]);
         const std::int64_t threes = threes_for(rows.start[i + 1] - rows.start[i] - 1);
-        place[i] = take_place(open[std::min<std::int64_t>(threes, kinds) - 1], first_free(rows, i, next.get()), groups);
-        if (static_cast<std::size_t>(groups) > most) return 0;
+        const auto kind = static_cast<std::size_t>(std::min<std::int64_t>(threes, kinds) - 1);
+        place[i] = take_place(last, kind, first_free(rows, i, next.get()));
+        if (static_cast<std::size_t>(last.groups) > most) return 0;
         set_next(rows, i, place[i] / static_cast<std::int32_t>(most_lanes), next.get());
     }
-    return groups;
+    return last.groups;
 }
 
 // Empty places hold ndim.
