@@ -134,12 +134,7 @@ template <class T> void write_values(std::FILE* log, output_file& file, const T*
     write_bytes(log, file, from, n * sizeof(T), tag);
 }
 
-// A value in bytes that stand anywhere.
-template <class T> struct unaligned {
-    typedef T value [[gnu::aligned(1)]];
-};
-
-// The value goes to the buffer as it is made: what the slow path takes the address of is a copy.
+// What the slow path takes the address of is a copy, so that the value itself need not stand in memory.
 template <class T> void write_value(std::FILE* log, output_file& file, const T& value, const char* tag)
 {
     static_assert(std::is_trivially_copyable_v<T> && !std::is_pointer_v<T>);
@@ -148,7 +143,7 @@ template <class T> void write_value(std::FILE* log, output_file& file, const T& 
         return write_bytes(log, file, &copy, sizeof copy, tag);
     }
     file.tag = tag;
-    *reinterpret_cast<typename unaligned<T>::value*>(file.buffer.get() + file.filled) = value;
+    std::memcpy(file.buffer.get() + file.filled, &value, sizeof value);
     file.filled += sizeof(T);
 }
 
