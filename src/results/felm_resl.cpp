@@ -156,8 +156,9 @@ static felm_result_record evaluate(const control& cntl, const felm_struct_record
         coordinates[k][0] = point.x, coordinates[k][1] = point.y, coordinates[k][2] = 0.0;
         a[k] = point.aval;
     }
-    const centre_gradient gradient = type.code == 203 ? differentiate_triangle(cntl, felm, type, d, coordinates, a, log)
-                                                      : differentiate(cntl, felm, type, d, coordinates, a, log);
+    const centre_gradient gradient = type.nodes == triangle_nodes
+                                         ? differentiate_triangle(cntl, felm, type, d, coordinates, a, log)
+                                         : differentiate(cntl, felm, type, d, coordinates, a, log);
     set_magnetic_field(cntl, felm, gradient, field);
 
     const bool conducts = felm.sigma > cntl.eps_zero || felm.iflg == 1;
