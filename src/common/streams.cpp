@@ -63,12 +63,12 @@ static bool cut_old_end(output_file& file)
 
 bool open_output(std::FILE* log, output_file& file, const char* path, const char* name, content kind)
 {
+    file.filled = 0;
+    file.written = 0;
     file.old_bytes = bytes_to_write_over(path);
     const char* mode = file.old_bytes > 0 ? "r+b" : kind == content::text ? "w" : "wb";
     if (!open_stream(file.stream, file.name, path, name, mode)) return false;
     file.buffer = empty_array<char>(log, "stream", stream_buffer_bytes);
-    file.filled = 0;
-    file.written = 0;
     return true;
 }
 

@@ -46,7 +46,7 @@ static centre_rule find_rule(std::int32_t code, std::int32_t noe, std::FILE* log
     fail_element_type(log, noe, "");
 }
 
-// The weighted sum of the nodes' points; an undefined node counts as the origin; the node check has refused it.
+// The weighted sum of the nodes' points. An undefined node counts as the origin: the node check has refused it.
 static void set_centre(const centre_rule& rule, const mesh_point ggg[], const std::int32_t place[], double centre[3])
 {
     double x = 0.0, y = 0.0, z = 0.0;

@@ -383,6 +383,16 @@ struct ordinary_user {
     ordinary_user& operator=(const ordinary_user&) = delete;
 };
 
+static stage_outcome write_as_ordinary_user(const char* path)
+{
+    return run_stage([&](std::FILE* log) {
+        const ordinary_user user;
+        opened_output out(path);
+        write_bytes(log, out, "new", 3, "w");
+        close_output(log, out);
+    });
+}
+
 TEST_F(streams, file_in_a_directory_that_keeps_it_is_written_through)
 {
     ASSERT_EQ(chmod(".", 0755), 0);
@@ -390,12 +400,7 @@ TEST_F(streams, file_in_a_directory_that_keeps_it_is_written_through)
     write_file("locked/out.tmp", "old content");
     ASSERT_EQ(chmod("locked/out.tmp", 0666), 0);
     ASSERT_EQ(chmod("locked", 0555), 0);
-    const stage_outcome outcome = run_stage([](std::FILE* log) {
-        const ordinary_user user;
-        opened_output out("locked/out.tmp");
-        write_bytes(log, out, "new", 3, "w");
-        close_output(log, out);
-    });
+    const stage_outcome outcome = write_as_ordinary_user("locked/out.tmp");
     EXPECT_EQ(chmod("locked", 0755), 0);
     EXPECT_FALSE(outcome.failed);
     EXPECT_EQ(read_file("locked/out.tmp"), "new");
@@ -406,12 +411,7 @@ TEST_F(streams, file_that_cannot_be_read_is_written_all_the_same)
     ASSERT_EQ(chmod(".", 0755), 0);
     write_file("out.tmp", "old content");
     ASSERT_EQ(chmod("out.tmp", 0222), 0);
-    const stage_outcome outcome = run_stage([](std::FILE* log) {
-        const ordinary_user user;
-        opened_output out("out.tmp");
-        write_bytes(log, out, "new", 3, "w");
-        close_output(log, out);
-    });
+    const stage_outcome outcome = write_as_ordinary_user("out.tmp");
     ASSERT_EQ(chmod("out.tmp", 0644), 0);
     EXPECT_FALSE(outcome.failed);
     EXPECT_EQ(read_file("out.tmp"), "new");
