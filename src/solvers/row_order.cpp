@@ -8,10 +8,9 @@
 namespace tarnel
 {
 
-constexpr std::int32_t levels_apart = 20;   // that a row stands behind the deepest: neighbours stay close in memory
-constexpr std::int32_t rows_of_a_level = 8; // on average, or else rows may stand as far behind as they can
-constexpr int groups_open = 64;             // the last groups that a row may still join
-constexpr int kinds = 8;                    // groups of one three a row, of two, ... of eight and more
+constexpr int kinds = 8;                  // of rows: of one three, of two, ... of eight and more
+constexpr std::size_t groups_between = 2; // a row and those it waits for, where there is a choice: what they store is
+                                          // at hand only some time later
 
 // The unknowns that a row couples below it.
 static std::span<const std::int32_t> coupled_by(const matrix_rows& rows, std::size_t i)
@@ -19,102 +18,149 @@ static std::span<const std::int32_t> coupled_by(const matrix_rows& rows, std::si
     return {rows.mindex.get() + rows.start[i] + 1, rows.mindex.get() + rows.start[i + 1]};
 }
 
-// The first level, or group, that the row may have: next[j] is that of unknown j for what has been placed so far, and
-// one behind the last row that couples j.
-static std::int32_t first_free(const matrix_rows& rows, std::size_t i, const std::int32_t next[])
-{
-    std::int32_t first = next[i];
-    for (const std::int32_t j : coupled_by(rows, i)) first = std::max(first, next[j]);
-    return first;
-}
-
-static void set_next(const matrix_rows& rows, std::size_t i, std::int32_t own, std::int32_t next[])
-{
-    for (const std::int32_t j : coupled_by(rows, i)) next[j] = own + 1;
-}
-
-// Gives each row the first level that it may have and that is at most `apart` behind the deepest so far.
-//   returns the deepest, or -1 if it would be beyond `most`
-static std::int32_t set_levels(const matrix_rows& rows, std::int32_t apart, std::int32_t most, std::int32_t level[])
-{
-    const auto n = static_cast<std::size_t>(rows.ndim);
-    std::fill(level, level + n, 0); // level is `next` of the rows to come
-    std::int32_t deepest = 0;
-    for (std::size_t i = 0; i < n; ++i) {
-        level[i] = std::max(first_free(rows, i, level), deepest - apart);
-        deepest = std::max(deepest, level[i]);
-        if (deepest > most) return -1;
-        set_next(rows, i, level[i], level);
-    }
-    return deepest;
-}
-
-// The rows sorted by level, of a level those of one three first, as they stand in the matrix. Rows of a level are free
-// of each other.
-static owned_array<std::int32_t> rows_by_level(std::FILE* log, const char* name, const matrix_rows& rows)
-{
-    const auto n = static_cast<std::size_t>(rows.ndim);
-    const owned_array<std::int32_t> level = empty_array<std::int32_t>(log, name, n);
-    std::int32_t deepest = set_levels(rows, levels_apart, rows.ndim / rows_of_a_level, level.get());
-    if (deepest < 0) deepest = set_levels(rows, rows.ndim, rows.ndim, level.get());
-    const auto shelf = [&](std::size_t i) {
-        return 2 * static_cast<std::size_t>(level[i]) + (coupled_by(rows, i).size() > 3 ? 1 : 0);
-    };
-    const std::size_t shelves = 2 * (static_cast<std::size_t>(deepest) + 1);
-    const owned_array<std::int32_t> end = zero_array<std::int32_t>(log, name, shelves + 1); // of the shelf before
-    for (std::size_t i = 0; i < n; ++i) ++end[shelf(i) + 1];
-    for (std::size_t s = 0; s < shelves; ++s) end[s + 1] += end[s];
-    owned_array<std::int32_t> sorted = empty_array<std::int32_t>(log, name, n);
-    for (std::size_t i = 0; i < n; ++i)
-        sorted[static_cast<std::size_t>(end[shelf(i)]++)] = static_cast<std::int32_t>(i);
-    return sorted;
-}
-
-// The last groups, each at its number modulo their count.
-struct open_groups {
-    std::uint64_t open[kinds] = {};        // a bit for each group of the kind that is not full
-    std::uint8_t filled[groups_open] = {}; // rows
-    std::int32_t groups = 0;               // so far
+// What each row waits for. The rows that couple an unknown, and its own row behind them, follow one another.
+struct followers {
+    owned_array<std::int32_t> row;   // that follows at the unknown of each coupling
+    owned_array<std::int32_t> waits; // couplings that each row follows
 };
-static_assert(groups_open == 64);
 
-// Takes a place in the oldest open group of the kind from `first` on, or in a new one.
-static std::int32_t take_place(open_groups& last, std::size_t kind, std::int32_t first)
+static followers find_followers(std::FILE* log, const char* name, const matrix_rows& rows)
 {
-    const std::int32_t oldest = std::max(first, last.groups - groups_open + 1);
-    const std::uint64_t from_oldest = std::rotr(last.open[kind], oldest % groups_open);
-    std::int32_t group = oldest + std::countr_zero(from_oldest);
-    if (group >= last.groups) { // what was open there is too old by now
-        group = last.groups++;
-        const std::uint64_t bit = std::uint64_t{1} << group % groups_open;
-        for (std::uint64_t& open : last.open) open &= ~bit;
-        last.open[kind] |= bit;
-        last.filled[group % groups_open] = 0;
+    const auto n = static_cast<std::size_t>(rows.ndim);
+    const std::int64_t terms = rows.start[n];
+    followers next{.row = empty_array<std::int32_t>(log, name, static_cast<std::size_t>(terms) + 1),
+                   .waits = empty_array<std::int32_t>(log, name, n)};
+    const owned_array<std::int64_t> last = empty_array<std::int64_t>(log, name, n); // term that couples each unknown
+    std::fill(last.get(), last.get() + n, terms);                                   // none: a term behind them all
+    for (std::size_t i = 0; i < n; ++i) {
+        next.row[static_cast<std::size_t>(last[i])] = static_cast<std::int32_t>(i);
+        std::int32_t waits = last[i] < terms ? 1 : 0;
+        std::int64_t term = rows.start[i];
+        for (const std::int32_t j : coupled_by(rows, i)) {
+            std::int64_t& last_of_j = last[static_cast<std::size_t>(j)];
+            next.row[static_cast<std::size_t>(last_of_j)] = static_cast<std::int32_t>(i);
+            waits += last_of_j < terms ? 1 : 0;
+            last_of_j = ++term;
+        }
+        next.waits[i] = waits;
     }
-    std::uint8_t& filled = last.filled[group % groups_open];
-    const std::int32_t place = static_cast<std::int32_t>(most_lanes) * group + filled;
-    if (++filled == most_lanes) last.open[kind] &= ~(std::uint64_t{1} << group % groups_open);
-    return place;
+    return next;
 }
 
-// Fills groups with the rows, level by level.
+// A set of rows of which the lowest is at hand: a bit for each row, a bit for each word of them that is not empty, and
+// so on up to a single word.
+struct row_set {
+    std::uint64_t* level[6]; // 64 to the 6 is more than all rows
+    int levels;
+    std::size_t size;
+};
+
+static std::size_t words_for(std::size_t n)
+{
+    return n / 64 + 1;
+}
+
+static void add_row(row_set& set, std::size_t i)
+{
+    ++set.size;
+    for (int level = 0; level < set.levels; ++level, i /= 64) {
+        set.level[level][i / 64] |= std::uint64_t{1} << i % 64;
+    }
+}
+
+static std::size_t take_lowest(row_set& set)
+{
+    --set.size;
+    std::size_t i = 0;
+    for (int level = set.levels; level-- > 0;)
+        i = 64 * i + static_cast<std::size_t>(std::countr_zero(set.level[level][i]));
+    bool empty = true; // what stands below
+    for (std::size_t level = 0, at = i / 64; level < static_cast<std::size_t>(set.levels); ++level, at /= 64) {
+        std::uint64_t& word = set.level[level][at];
+        word = empty ? word & (word - 1) : word;
+        empty = word == 0;
+    }
+    return i;
+}
+
+// The rows that may be placed, by kind.
+struct free_rows {
+    owned_array<std::uint64_t> words;
+    row_set of_kind[kinds];
+};
+
+static free_rows no_rows(std::FILE* log, const char* name, std::size_t n)
+{
+    std::size_t words = 0;
+    int levels = 0;
+    for (std::size_t bits = n; levels == 0 || bits > 1; ++levels) words += bits = words_for(bits);
+    free_rows free{.words = zero_array<std::uint64_t>(log, name, words * kinds), .of_kind = {}};
+    std::uint64_t* at = free.words.get();
+    for (row_set& set : free.of_kind) {
+        set.levels = levels;
+        std::size_t bits = n;
+        for (int level = 0; level < levels; ++level) {
+            set.level[level] = at;
+            at += bits = words_for(bits);
+        }
+    }
+    return free;
+}
+
+static void add_free(free_rows& free, const matrix_rows& rows, std::size_t i)
+{
+    const std::int64_t threes = threes_for(rows.start[i + 1] - rows.start[i] - 1);
+    add_row(free.of_kind[std::min<std::int64_t>(threes, kinds) - 1], i);
+}
+
+// The longest kind of so many rows, or null.
+static row_set* longest(free_rows& free, std::size_t size)
+{
+    for (int kind = kinds; kind-- > 0;)
+        if (free.of_kind[kind].size >= size) return &free.of_kind[kind];
+    return nullptr;
+}
+
+// Fills group after group with the lowest rows of one kind, so that neighbours stay close in memory.
 //   returns the groups, or 0 where more than a third of the places would be empty
 static std::int32_t fill_groups(std::FILE* log, const char* name, const matrix_rows& rows, std::int32_t place[])
 {
     const auto n = static_cast<std::size_t>(rows.ndim);
-    const owned_array<std::int32_t> sorted = rows_by_level(log, name, rows);
-    const owned_array<std::int32_t> next = zero_array<std::int32_t>(log, name, n);
-    const std::size_t most = std::min<std::size_t>((n + n / 2) / most_lanes + 8, INT32_MAX / 8);
-    open_groups last;
-    for (std::size_t k = 0; k < n; ++k) {
-        const auto i = static_cast<std::size_t>(sorted[k]);
-        const std::int64_t threes = threes_for(rows.start[i + 1] - rows.start[i] - 1);
-        const auto kind = static_cast<std::size_t>(std::min<std::int64_t>(threes, kinds) - 1);
-        place[i] = take_place(last, kind, first_free(rows, i, next.get()));
-        if (static_cast<std::size_t>(last.groups) > most) return 0;
-        set_next(rows, i, place[i] / static_cast<std::int32_t>(most_lanes), next.get());
+    const auto most = static_cast<std::int32_t>(std::min<std::size_t>((n + n / 2) / most_lanes + 8, INT32_MAX / 8));
+    const followers next = find_followers(log, name, rows);
+    free_rows free = no_rows(log, name, n);
+    const owned_array<std::int32_t> line = empty_array<std::int32_t>(log, name, n + 1); // rows as they became free
+    std::size_t end = 0, taken = 0;         // of the line; those of it that are in `free`
+    std::size_t end_before[groups_between]; // each of the last groups was placed
+    const auto join = [&](std::size_t i) {
+        line[end] = static_cast<std::int32_t>(i);
+        end += static_cast<std::size_t>(next.waits[i] == 0);
+    };
+    for (std::size_t i = 0; i < n; ++i) join(i);
+    std::fill(end_before, end_before + groups_between, end);
+    std::int32_t groups = 0;
+    for (std::size_t placed = 0; placed < n; ++groups) {
+        if (groups == most) return 0;
+        std::size_t& ripe = end_before[static_cast<std::size_t>(groups) % groups_between];
+        while (taken < ripe) add_free(free, rows, static_cast<std::size_t>(line[taken++]));
+        row_set* kind = longest(free, most_lanes);
+        for (; kind == nullptr && taken < end; kind = longest(free, most_lanes))
+            add_free(free, rows, static_cast<std::size_t>(line[taken++]));
+        ripe = end;
+        for (std::size_t lane = 0; lane < most_lanes; ++lane) {
+            row_set* from = kind != nullptr ? kind : longest(free, 1);
+            if (from == nullptr) break;
+            const std::size_t i = take_lowest(*from);
+            place[i] = groups * static_cast<std::int32_t>(most_lanes) + static_cast<std::int32_t>(lane);
+            ++placed;
+            for (std::int64_t k = rows.start[i] + 1; k < rows.start[i + 1]; ++k) {
+                const auto follower = static_cast<std::size_t>(next.row[static_cast<std::size_t>(k)]);
+                --next.waits[follower];
+                join(follower);
+            }
+        }
     }
-    return last.groups;
+    return groups;
 }
 
 // Empty places hold ndim.
