@@ -2,6 +2,7 @@
 // steps through time.
 //   bench_calls [--repeat N] DIR [CALLS]   makes the model in DIR
 #include "common/records.h"
+#include "support/machine.h"
 #include "support/model_text.h"
 #include "support/table.h"
 #include "support/turns.h"
@@ -64,6 +65,7 @@ static void time_calls(const std::filesystem::path& directory, std::size_t turns
     std::vector<double> milliseconds, on_the_wall;
     for (std::size_t turn = 0; turn < turns; ++turn) {
         std::filesystem::remove(tarnel::node_results_file);
+        await_calm();
         const double start = cpu_seconds();
         const auto begin = std::chrono::steady_clock::now();
         for (std::size_t call = 0; call < calls; ++call) main_tarnel_n1();

@@ -111,6 +111,7 @@ template <class solve_function>
 static void take_peer_turn(const loaded_model& model, contender& peer, solve_function solve)
 {
     if (!peer.present) return;
+    await_calm();
     std::vector<double> solution(model.scaled.right_side.size());
     cg_peer_result result = {0, 0, solution.data()};
     if (solve(result) != 0) throw std::runtime_error(peer.name + " refuses the system");
@@ -149,6 +150,7 @@ static void compare(const loaded_model& model, const variant& of, std::size_t re
     std::vector<double> reading;
     double rate = 0;
     for (std::size_t turn = 0; turn < repeats; ++turn) {
+        await_calm();
         rate = std::max(rate, read_rate(static_cast<std::size_t>(bytes_kept(of, n, t))));
         take_our_turn(model, of, ours, reading);
 #if defined(TARNEL_PETSC)

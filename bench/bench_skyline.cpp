@@ -113,6 +113,7 @@ static void take_our_turn(const assembled_system& system, const reference& expec
 {
     times.reading.push_back(time_reading());
     times.factor.push_back(time_factorisation() - times.reading.back());
+    time_substitution(); // as the rates of the page cache, of files that have just been read
     times.substitute.push_back(time_substitution());
     checked_energy_error(energy_of(system, std::filesystem::path(solver_solution)), expected, "ours");
 }
@@ -218,10 +219,13 @@ static void compare(const std::filesystem::path& directory, std::size_t repeats)
     const int blocks = write_block_names(profile);
     direct_times times;
     for (std::size_t turn = 0; turn < repeats; ++turn) {
-        const page_cache_rates now = measure_page_cache(".", static_cast<std::size_t>(8 * profile.terms));
+        await_calm();
+        const auto bytes = static_cast<std::size_t>(8 * profile.terms);
+        const page_cache_rates now = measure_page_cache(".", bytes, old_file::written_over);
         times.cache = {std::max(times.cache.write, now.write), std::max(times.cache.read, now.read)};
         take_our_turn(system, expected, times);
 #if defined(TARNEL_CHOLMOD)
+        await_calm();
         take_cholmod_turn(system, expected, times);
 #endif
 #if defined(TARNEL_LAPACK)

@@ -5,6 +5,7 @@
 // Needs a directory that it may fill; uses the working directory. LAPACK is left out where it is not installed.
 #include "solvers/skyline_factor.h"
 #include "solvers/skyline_files.h"
+#include "support/machine.h"
 #include "support/table.h"
 #include "support/turns.h"
 
@@ -161,6 +162,7 @@ void bench_factorisation(int n, int band)
     std::vector<double> ab(static_cast<std::size_t>(n) * static_cast<std::size_t>(band));
 #endif
     for (int turn = 0; turn < 3; ++turn) {
+        await_calm();
         ours.push_back(time_skyline(made, aaa.get(), pivots));
 #if defined(TARNEL_LAPACK)
         theirs.push_back(time_lapack(made, ab, pivots));
@@ -195,6 +197,7 @@ void bench_files()
         put_column_head(image.data() + at + head_room, {height, 0});
     std::vector<double> write_ours, read_ours, write_plain, read_plain;
     for (int turn = 0; turn < 3; ++turn) {
+        await_calm();
         std::remove("bench-block.tmp");
         double start = cpu_seconds();
         {

@@ -3,7 +3,12 @@
 #include "support/turns.h"
 
 #include <algorithm>
+#include <charconv>
+#include <chrono>
+#include <cstdlib>
+#include <limits>
 #include <stdexcept>
+#include <thread>
 #include <vector>
 
 #include <fcntl.h>
@@ -25,6 +30,54 @@ constexpr std::size_t lanes = 64; // sums side by side, so that no sum waits for
     return sum;
 }
 
+constexpr double hardly_longer = 1.12; // a calm processor's clock varies by a twelfth
+
+// Numbers to text and back, some 2 ms: short branches and many instructions, which a neighbour on the same core slows
+// down by half; sums in a row it hardly does.
+static double probe_seconds()
+{
+    char text[64];
+    double number = 1.2345, sum = 0;
+    const double start = cpu_seconds();
+    for (int round = 0; round < 20'000; ++round) {
+        const auto end = std::to_chars(text, text + sizeof text, number, std::chars_format::scientific, 5).ptr;
+        double read = 0;
+        std::from_chars(text, end, read);
+        sum += read;
+        number = number * 1.0001 + 1e-3;
+    }
+    const double seconds = cpu_seconds() - start;
+    return sum > 0 ? seconds : 0; // it is; or a compiler leaves it all out
+}
+
+double learn_calm(double seconds)
+{
+    using clock = std::chrono::steady_clock;
+    const auto end = clock::now() + std::chrono::duration<double>(seconds);
+    double shortest = probe_seconds();
+    while (clock::now() < end) shortest = std::min(shortest, probe_seconds());
+    return shortest;
+}
+
+bool await_calm(double patience)
+{
+    using clock = std::chrono::steady_clock;
+    static const char* const learnt = std::getenv("TARNEL_BENCH_CALM");
+    static double shortest = learnt != nullptr ? std::strtod(learnt, nullptr) : std::numeric_limits<double>::max();
+    static double waited = 0;
+    const auto start = clock::now();
+    for (;;) {
+        const double now = std::min(probe_seconds(), probe_seconds());
+        shortest = std::min(shortest, now);
+        if (now <= hardly_longer * shortest) break;
+        const double here = std::chrono::duration<double>(clock::now() - start).count();
+        if (waited + here > patience) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    waited += std::chrono::duration<double>(clock::now() - start).count();
+    return true;
+}
+
 double read_rate(std::size_t bytes)
 {
     constexpr double least_bytes = 4e8; // read in a turn
@@ -42,7 +95,7 @@ double read_rate(std::size_t bytes)
     return best;
 }
 
-page_cache_rates measure_page_cache(const std::filesystem::path& directory, std::size_t bytes)
+page_cache_rates measure_page_cache(const std::filesystem::path& directory, std::size_t bytes, old_file before)
 {
     constexpr std::size_t piece = 65536;
     const std::filesystem::path path = directory / "bench-plain.tmp";
@@ -52,9 +105,10 @@ page_cache_rates measure_page_cache(const std::filesystem::path& directory, std:
     const std::size_t pieces = std::max<std::size_t>(bytes / piece, 1);
     std::vector<double> write_seconds, read_seconds;
     bool good = true;
+    const int flags = O_WRONLY | O_CREAT | O_CLOEXEC | (before == old_file::emptied ? O_TRUNC : 0);
     for (int turn = 0; turn < 5; ++turn) {
         double start = cpu_seconds();
-        int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+        int file = open(path.c_str(), flags, 0600);
         for (std::size_t k = 0; k < pieces; ++k) good &= write(file, full.data(), piece) == static_cast<ssize_t>(piece);
         close(file);
         write_seconds.push_back(cpu_seconds() - start);

@@ -3,6 +3,7 @@
 #include "support/measured_run.h"
 
 #include "common/records.h"
+#include "support/machine.h"
 
 #include <tarnel.h>
 
@@ -12,6 +13,7 @@
 #include <ctime>
 #include <fstream>
 #include <stdexcept>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -111,9 +113,13 @@ private:
     cpu_set_t before_;
 };
 
+constexpr std::string_view last_begins = "the last call begins\n";
+constexpr double patience_of_a_run = 20; // s
+
 // The child holds the pipe open for writing from its start to its end, whatever the library does. It must not hold the
 // reader's end: without a reader its next line ends it, so that a run does not outlive an interrupted benchmark.
-static pid_t start_run(const std::filesystem::path& directory, int calls, descriptor& reading)
+static pid_t start_run(const std::filesystem::path& directory, int calls, descriptor& reading,
+                       const descriptor& writing)
 {
     std::fflush(nullptr);
     const pid_t child = fork();
@@ -121,7 +127,10 @@ static pid_t start_run(const std::filesystem::path& directory, int calls, descri
     if (child > 0) return child;
     reading.close();
     if (chdir(directory.c_str()) != 0) _exit(120);
-    for (int call = 0; call < calls; ++call) main_tarnel_n1();
+    for (int call = 1; call < calls; ++call) main_tarnel_n1();
+    await_calm(patience_of_a_run);
+    if (write(writing.number(), last_begins.data(), last_begins.size()) < 0) _exit(121);
+    main_tarnel_n1();
     std::fflush(nullptr);
     _exit(0);
 }
@@ -135,32 +144,32 @@ static double cpu_seconds_of(pid_t process)
     return static_cast<double>(used.tv_sec) + 1e-9 * static_cast<double>(used.tv_nsec);
 }
 
-// When the last call began, in seconds of both clocks; 0 for the first call of a process.
+// When the last call began, in seconds of both clocks.
 struct call_start {
     double seconds = 0, cpu_seconds = 0;
 };
 
-// Keeps the lines of the last of so many calls.
-static call_start stamp_lines(int from, pid_t process, int calls, moment start, named_pipe& pipe,
-                              std::vector<stamped_line>& log)
+// Keeps the lines of the last call.
+static call_start stamp_lines(int from, pid_t process, moment start, named_pipe& pipe, std::vector<stamped_line>& log)
 {
     char buffer[65536];
     std::string begun; // a line whose end has not come yet
     call_start begin;
+    bool last = false;
     for (;;) {
         const ssize_t got = read(from, buffer, sizeof buffer);
         if (got < 0 && errno == EINTR) continue;
         if (got < 0) refuse("can't read the log");
         if (got == 0) break;
         const double now = seconds_since(start), used = cpu_seconds_of(process);
-        if (calls == 1) pipe.remove(); // the library has it open
+        if (last) pipe.remove(); // the library has it open
         for (ssize_t k = 0; k < got; ++k) {
             begun += buffer[k];
             if (buffer[k] != '\n') continue;
             log.push_back({now - begin.seconds, used - begin.cpu_seconds, std::move(begun)});
             begun.clear();
-            if (calls == 1 || log.back().text != tarnel::end_line) continue;
-            --calls;
+            if (log.back().text != last_begins) continue;
+            last = true;
             begin = {now, used};
             log.clear();
         }
@@ -197,10 +206,10 @@ measured_run run_measured(const std::filesystem::path& directory, int calls)
         if (fcntl(reading.number(), F_SETFL, 0) != 0) refuse("can't wait at the log");
         stamping_first stamping;
         const moment start = std::chrono::steady_clock::now();
-        const pid_t child = start_run(directory, calls, reading);
+        const pid_t child = start_run(directory, calls, reading, writing);
         stamping.come_first();
         writing.close(); // from here on the log ends when the child does
-        begin = stamp_lines(reading.number(), child, calls, start, pipe, run.log);
+        begin = stamp_lines(reading.number(), child, start, pipe, run.log);
         while (wait4(child, &status, 0, &used) != child)
             if (errno != EINTR) refuse("can't wait for the run");
         run.wall_seconds = seconds_since(start) - begin.seconds;

@@ -23,8 +23,8 @@ struct measured_run {
 };
 
 // Runs the model in a directory; "tarnel.log" is there afterwards as after any run.
-//   calls   of the library in one process, each a whole run. The last one is measured: a first call also pays for the
-//           pages of code and memory that a process touches for the first time
+//   calls   of the library in one process, each a whole run. The last one is measured, from a calm moment on: a first
+//           call also pays for the pages of code and memory that a process touches for the first time
 //   errors  std::runtime_error when no process can be had, or the log does not close with the end line: a run that
 //           did not come through has no time
 measured_run run_measured(const std::filesystem::path& directory, int calls = 1);
