@@ -74,6 +74,61 @@ static void eliminate_columns(std::int32_t first, std::int32_t count, const colu
     }
 }
 
+// What the profile keeps of a column.
+static void note_column(substitution& work, std::int32_t j, column_record column, double pivot)
+{
+    const auto at = static_cast<std::size_t>(j);
+    work.linsky[at] = column.height;
+    work.iadlin[at] = column.address;
+    work.work1[at] = pivot;
+}
+
+// Checks the next records, those of the columns first, first + 1, ..., where they stand in the stream's buffer.
+//   returns their bytes, which have not been passed over yet, or 0 where they are more than a buffer holds
+static std::size_t look_at_columns(substitution& work, std::int32_t first, std::int32_t count, column_terms columns[],
+                                   input_file& file, std::FILE* log)
+{
+    std::size_t place[columns_together]; // of each column's terms, behind file.at
+    std::size_t bytes = 0;
+    for (std::int32_t c = 0; c < count; ++c) {
+        const std::int32_t j = first + c;
+        column_record column;
+        if (bytes + sizeof column > stream_buffer_bytes) return 0;
+        if (fill_buffer(file, bytes + sizeof column) < bytes + sizeof column) fail_in_file(log, file.name, "r1");
+        std::memcpy(&column, file.buffer.get() + file.at + bytes, sizeof column);
+        check_column(log, file.name, column, j, work.setup.work_length, {});
+        place[c] = bytes += sizeof column;
+        bytes += static_cast<std::size_t>(column.height) * sizeof(double);
+        if (bytes > stream_buffer_bytes) return 0;
+        if (fill_buffer(file, bytes) < bytes) fail_in_file(log, file.name, "r6");
+        columns[c].top = j - column.height + 1;
+        double pivot = 0.0;
+        std::memcpy(&pivot, file.buffer.get() + file.at + place[c], sizeof pivot);
+        note_column(work, j, column, pivot);
+    }
+    // The buffer may have moved on the way. All items are whole doubles, so that they stand where a double may.
+    for (std::int32_t c = 0; c < count; ++c)
+        columns[c].terms = reinterpret_cast<const double*>(file.buffer.get() + file.at + place[c]);
+    return bytes;
+}
+
+// The same records, read into `aaa`.
+static void copy_columns(substitution& work, std::int32_t first, std::int32_t count, column_terms columns[],
+                         input_file& file, std::FILE* log)
+{
+    std::size_t place[columns_together + 1] = {};
+    for (std::int32_t c = 0; c < count; ++c) {
+        const std::int32_t j = first + c;
+        const column_record column = read_column_head(log, file, j, work.setup.work_length, {});
+        double* terms = room_for_terms(work, file, place[c], column.height, log);
+        read_column_terms(log, file, terms, column.height);
+        note_column(work, j, column, terms[0]);
+        columns[c].top = j - column.height + 1;
+        place[c + 1] = place[c] + static_cast<std::size_t>(column.height);
+    }
+    for (std::int32_t c = 0; c < count; ++c) columns[c].terms = work.aaa.values.get() + place[c];
+}
+
 static void eliminate_forward(substitution& work, double x[], std::FILE* log)
 {
     std::int32_t first = 0;
@@ -83,22 +138,11 @@ static void eliminate_forward(substitution& work, double x[], std::FILE* log)
         const block_header header = open_checked(work, b, first, file, log);
         for (std::int32_t j = header.first; j < header.end; j += columns_together) {
             const std::int32_t count = std::min(columns_together, header.end - j);
-            std::size_t place[columns_together + 1] = {};
-            for (std::int32_t c = 0; c < count; ++c) {
-                const std::size_t at = static_cast<std::size_t>(j) + static_cast<std::size_t>(c);
-                const auto column = read_column_head(log, file, j + c, work.setup.work_length, {});
-                work.linsky[at] = column.height;
-                work.iadlin[at] = column.address;
-                double* terms = room_for_terms(work, file, place[c], column.height, log);
-                read_column_terms(log, file, terms, column.height);
-                work.work1[at] = terms[0];
-                place[c + 1] = place[c] + static_cast<std::size_t>(column.height);
-            }
             column_terms columns[columns_together];
-            for (std::int32_t c = 0; c < count; ++c)
-                columns[c] = {j + c - work.linsky[static_cast<std::size_t>(j) + static_cast<std::size_t>(c)] + 1,
-                              work.aaa.values.get() + place[c]};
+            const std::size_t bytes = look_at_columns(work, j, count, columns, file, log);
+            if (bytes == 0) copy_columns(work, j, count, columns, file, log);
             eliminate_columns(j, count, columns, x);
+            file.at += bytes;
         }
         first = header.end;
         append(log, "iaddiv", work.iaddiv, first);

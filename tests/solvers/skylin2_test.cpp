@@ -177,18 +177,22 @@ TEST_F(skylin2, every_division_gives_the_same_bits_and_solves_the_system)
         }
 }
 
-// More terms than are in memory together on the way back, and columns of all heights beside one another.
+// More terms than are in memory together on the way back; columns of all heights beside one another, some of them
+// together and some by themselves more than a stream's buffer of 16,384 numbers.
 TEST_F(skylin2, each_bit_of_the_solution_is_that_of_the_written_passes)
 {
     std::mt19937 random(5);
     std::normal_distribution<double> normal;
-    for (const int n : {7, 64, 401, 900}) {
-        std::uniform_int_distribution<int> height(1, n);
+    struct shape {
+        int n, tall; // unknowns; columns of any height, the last ones, behind short ones
+    };
+    for (const auto [n, tall] : {shape{7, 7}, {64, 64}, {401, 401}, {900, 900}, {30000, 21}}) {
+        std::uniform_int_distribution<int> any(1, n), short_one(1, 4);
         skyline_columns columns; // the pivot, then the factor going up
         std::vector<double> x;
         int all = 0;
         for (int j = 0; j < n; ++j) {
-            columns.emplace_back(std::min(height(random), j + 1));
+            columns.emplace_back(std::min(j < n - tall ? short_one(random) : any(random), j + 1));
             for (double& term : columns.back()) term = 0.1 * normal(random);
             columns.back()[0] = 2.0 + std::fabs(normal(random));
             all += static_cast<int>(columns.back().size());
