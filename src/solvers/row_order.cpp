@@ -20,7 +20,8 @@ static std::span<const std::int32_t> coupled_by(const matrix_rows& rows, std::si
 
 // What each row waits for. The rows that couple an unknown, and its own row behind them, follow one another.
 struct followers {
-    owned_array<std::int32_t> row;   // that follows at the unknown of each coupling
+    owned_array<std::int32_t> row;   // that follows at the unknown of each coupling; the same where none does, as a
+                                     // row that couples itself is the last of its unknown
     owned_array<std::int32_t> waits; // couplings that each row follows
 };
 
@@ -41,6 +42,7 @@ static followers find_followers(std::FILE* log, const char* name, const matrix_r
             next.row[static_cast<std::size_t>(last_of_j)] = static_cast<std::int32_t>(i);
             waits += last_of_j < terms ? 1 : 0;
             last_of_j = ++term;
+            next.row[static_cast<std::size_t>(term)] = static_cast<std::int32_t>(i);
         }
         next.waits[i] = waits;
     }
@@ -63,8 +65,9 @@ static std::size_t words_for(std::size_t n)
 static void add_row(row_set& set, std::size_t i)
 {
     ++set.size;
-    for (int level = 0; level < set.levels; ++level, i /= 64) {
+    for (int level = 0; level < set.levels; ++level) {
         set.level[level][i / 64] |= std::uint64_t{1} << i % 64;
+        i /= 64;
     }
 }
 
@@ -122,7 +125,8 @@ static row_set* longest(free_rows& free, std::size_t size)
 }
 
 // Fills group after group with the lowest rows of one kind, so that neighbours stay close in memory.
-//   returns the groups, or 0 where more than a third of the places would be empty
+//   returns the groups, or 0 where more than a third of the places would be empty, or a row waits for itself because it
+//           couples an unknown twice
 static std::int32_t fill_groups(std::FILE* log, const char* name, const matrix_rows& rows, std::int32_t place[])
 {
     const auto n = static_cast<std::size_t>(rows.ndim);
@@ -131,7 +135,7 @@ static std::int32_t fill_groups(std::FILE* log, const char* name, const matrix_r
     free_rows free = no_rows(log, name, n);
     const owned_array<std::int32_t> line = empty_array<std::int32_t>(log, name, n + 1); // rows as they became free
     std::size_t end = 0, taken = 0;         // of the line; those of it that are in `free`
-    std::size_t end_before[groups_between]; // each of the last groups was placed
+    std::size_t end_before[groups_between]; // its end before each of the last groups was placed
     const auto join = [&](std::size_t i) {
         line[end] = static_cast<std::int32_t>(i);
         end += static_cast<std::size_t>(next.waits[i] == 0);

@@ -176,6 +176,22 @@ TEST_F(row_ordering, rows_that_all_wait_for_each_other_are_taken_one_by_one)
     }
 }
 
+TEST_F(row_ordering, rows_that_couple_an_unknown_twice_or_themselves_have_places_too)
+{
+    for (const bool first : {false, true})      // nobody couples the row before
+        for (const bool itself : {false, true}) {
+            column_lists columns = grid_system(20, 20).columns;
+            std::vector<int>& row = columns[first ? 0 : 210];
+            row.insert(row.begin() + 1, itself ? row[0] : row[1]);
+            const plain_order order = order_of(columns);
+            std::vector<int> sorted = order.place;
+            std::sort(sorted.begin(), sorted.end());
+            EXPECT_EQ(std::adjacent_find(sorted.begin(), sorted.end()), sorted.end());
+            EXPECT_GE(sorted.front(), 0);
+            EXPECT_LT(static_cast<std::size_t>(sorted.back()), order.places);
+        }
+}
+
 TEST_F(row_ordering, single_unknown_has_a_place)
 {
     expect_promises({{0}}, order_of({{0}}));
