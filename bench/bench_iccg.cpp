@@ -95,26 +95,35 @@ struct loaded_model {
 
 // Three calls: one that ends when the whole system is read, because no diagonal is large enough, one that stops after
 // its first iteration, and the whole.
+struct our_times {
+    double reading, one, all;
+};
+
 static void take_our_turn(const loaded_model& model, const variant& of, contender& ours, std::vector<double>& reading)
 {
     constexpr double usual = 1e-60;
-    reading.push_back(time_call(of, 0, above_all));
-    const double one = time_call(of, 1, usual);
-    const double all = time_call(of, std::numeric_limits<std::int32_t>::max(), usual);
+    const our_times times = in_calm([&] {
+        return our_times{time_call(of, 0, above_all), time_call(of, 1, usual),
+                         time_call(of, std::numeric_limits<std::int32_t>::max(), usual)};
+    });
     ours.iterations = logged_iterations();
     checked_energy_error(energy_of(model.system, std::filesystem::path(solver_solution)), model.expected, "ours");
-    ours.seconds.push_back(all - reading.back());
-    ours.of_iterate.push_back((all - one) / std::max(ours.iterations - 1, 1));
+    reading.push_back(times.reading);
+    ours.seconds.push_back(times.all - times.reading);
+    ours.of_iterate.push_back((times.all - times.one) / std::max(ours.iterations - 1, 1));
 }
 
 template <class solve_function>
 static void take_peer_turn(const loaded_model& model, contender& peer, solve_function solve)
 {
     if (!peer.present) return;
-    await_calm();
     std::vector<double> solution(model.scaled.right_side.size());
-    cg_peer_result result = {0, 0, solution.data()};
-    if (solve(result) != 0) throw std::runtime_error(peer.name + " refuses the system");
+    const cg_peer_result result = in_calm([&] {
+        std::fill(solution.begin(), solution.end(), 0.0);
+        cg_peer_result got = {0, 0, solution.data()};
+        if (solve(got) != 0) throw std::runtime_error(peer.name + " refuses the system");
+        return got;
+    });
     checked_energy_error(energy_of(model.scaled, solution), model.expected, peer.name.c_str());
     peer.iterations = result.iterations;
     peer.seconds.push_back(result.seconds);
@@ -150,7 +159,6 @@ static void compare(const loaded_model& model, const variant& of, std::size_t re
     std::vector<double> reading;
     double rate = 0;
     for (std::size_t turn = 0; turn < repeats; ++turn) {
-        await_calm();
         rate = std::max(rate, read_rate(static_cast<std::size_t>(bytes_kept(of, n, t))));
         take_our_turn(model, of, ours, reading);
 #if defined(TARNEL_PETSC)

@@ -111,10 +111,10 @@ struct direct_times {
 
 static void take_our_turn(const assembled_system& system, const reference& expected, direct_times& times)
 {
-    times.reading.push_back(time_reading());
-    times.factor.push_back(time_factorisation() - times.reading.back());
+    times.reading.push_back(in_calm(time_reading));
+    times.factor.push_back(in_calm(time_factorisation) - times.reading.back());
     time_substitution(); // as the rates of the page cache, of files that have just been read
-    times.substitute.push_back(time_substitution());
+    times.substitute.push_back(in_calm(time_substitution));
     checked_energy_error(energy_of(system, std::filesystem::path(solver_solution)), expected, "ours");
 }
 
@@ -124,9 +124,11 @@ static void take_cholmod_turn(const assembled_system& system, const reference& e
     std::vector<double> solution(system.right_side.size());
     cholmod_result result{};
     result.solution = solution.data();
-    if (solve_with_cholmod(system.n, system.start.data(), system.column.data(), system.value.data(),
-                           system.right_side.data(), &result) != 0)
-        throw std::runtime_error("CHOLMOD refuses the system");
+    const bool solved = in_calm([&] {
+        return solve_with_cholmod(system.n, system.start.data(), system.column.data(), system.value.data(),
+                                  system.right_side.data(), &result) == 0;
+    });
+    if (!solved) throw std::runtime_error("CHOLMOD refuses the system");
     checked_energy_error(energy_of(system, solution), expected, "CHOLMOD");
     times.analyse.push_back(result.analyse_seconds);
     times.cholmod.push_back(result.factorise_seconds);
@@ -146,6 +148,7 @@ static void take_band_turn(const assembled_system& system, const reference& expe
                 system.value[t];
     std::vector<double> solution = system.right_side;
     int info = 0, solve_info = 0;
+    await_calm();
     double start = cpu_seconds();
     dpbtrf_("L", &n, &kd, band.data(), &height, &info);
     times.band.push_back(cpu_seconds() - start);
@@ -225,7 +228,6 @@ static void compare(const std::filesystem::path& directory, std::size_t repeats)
         times.cache = {std::max(times.cache.write, now.write), std::max(times.cache.read, now.read)};
         take_our_turn(system, expected, times);
 #if defined(TARNEL_CHOLMOD)
-        await_calm();
         take_cholmod_turn(system, expected, times);
 #endif
 #if defined(TARNEL_LAPACK)

@@ -111,7 +111,7 @@ static model_figures measure(const std::filesystem::path& directory, std::size_t
     std::vector<stage_split> splits;
     std::vector<double> wholes, peaks, solves;
     for (std::size_t turn = 0; turn < repeats; ++turn) {
-        const measured_run run = run_measured(directory, calls);
+        const measured_run run = in_calm([&] { return run_measured(directory, calls); });
         const solved_energy energy = energy_of_run(directory);
         checked_energy_error(energy, *expected);
         figures.unknowns = energy.unknowns;

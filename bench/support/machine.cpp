@@ -59,17 +59,21 @@ double learn_calm(double seconds)
     return shortest;
 }
 
+bool is_calm()
+{
+    static const char* const learnt = std::getenv("TARNEL_BENCH_CALM");
+    static double shortest = learnt != nullptr ? std::strtod(learnt, nullptr) : std::numeric_limits<double>::max();
+    const double now = std::min(probe_seconds(), probe_seconds());
+    shortest = std::min(shortest, now);
+    return now <= hardly_longer * shortest;
+}
+
 bool await_calm(double patience)
 {
     using clock = std::chrono::steady_clock;
-    static const char* const learnt = std::getenv("TARNEL_BENCH_CALM");
-    static double shortest = learnt != nullptr ? std::strtod(learnt, nullptr) : std::numeric_limits<double>::max();
     static double waited = 0;
     const auto start = clock::now();
-    for (;;) {
-        const double now = std::min(probe_seconds(), probe_seconds());
-        shortest = std::min(shortest, now);
-        if (now <= hardly_longer * shortest) break;
+    while (!is_calm()) {
         const double here = std::chrono::duration<double>(clock::now() - start).count();
         if (waited + here > patience) return false;
         std::this_thread::sleep_for(std::chrono::milliseconds(50));

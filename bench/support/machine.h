@@ -17,6 +17,20 @@ double learn_calm(double seconds);
 //   returns whether the moment is calm
 bool await_calm(double patience = 120);
 
+// Whether the moment is calm, without waiting.
+bool is_calm();
+
+// Takes a turn, which returns its figures, in a calm moment: again when that has passed at its end, three times in all.
+template <class turn> auto in_calm(turn take)
+{
+    constexpr int most = 3;
+    for (int taken = 1;; ++taken) {
+        await_calm();
+        auto figures = take();
+        if (taken == most || is_calm()) return figures;
+    }
+}
+
 // Reading of an array of so many bytes again and again: the rate of the cache or memory that it fits in [byte/s].
 double read_rate(std::size_t bytes);
 

@@ -72,6 +72,7 @@ coupling_pattern make_coupling_pattern(std::FILE* log, const char* name, const m
             std::fill_n(of_three, threes_of_group(rows, order, group), static_cast<std::int32_t>(group * order.lanes));
     *of_three = static_cast<std::int32_t>(order.places);
     pattern.threes = static_cast<std::size_t>(of_three - pattern.place.get()) - 1;
+    if (terms_of(pattern) * (sizeof(double) + sizeof(std::int32_t)) > near_bytes) pattern.from = terms_from::memory;
     pattern.unknown = empty_array<std::int32_t>(log, name, terms_of(pattern) + 2 * room_of(pattern));
     pattern.reach = zero_array<std::int32_t>(log, name, pattern.places / rows_of_a_block + 1);
     std::int32_t reach = 0;

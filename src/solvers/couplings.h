@@ -11,16 +11,21 @@ namespace tarnel
 
 inline constexpr std::size_t rows_of_a_block = 512;
 inline constexpr std::ptrdiff_t threes_ahead = 32; // asked of memory before they are visited
-inline constexpr std::size_t spare_places = 16;    // of every vector, taken in turn: none is waited for
+inline constexpr std::size_t near_bytes = std::size_t{4}
+                                          << 20U; // of terms that a near cache may keep from pass to pass
+inline constexpr std::size_t spare_places = 16;   // of every vector, taken in turn: none is waited for
+
+enum class terms_from { cache, memory };
 
 struct coupling_pattern {
-    std::size_t lanes = 1;             // rows of a group
-    std::size_t places = 0;            // of the rows; a vector has spare_places more
-    std::size_t threes = 0;            // of the groups, those of a group's rows counted once
-    owned_array<std::int32_t> place;   // of each three's first row; -1 before the first, `places` behind the last
-    owned_array<std::int32_t> unknown; // place that each term couples. Before the first and behind the last there is
-                                       // room to ask memory ahead, here and for the values
-    owned_array<std::int32_t> reach;   // 1 + the last place that the rows up to each block's end couple, 0 for none
+    std::size_t lanes = 1;               // rows of a group
+    std::size_t places = 0;              // of the rows; a vector has spare_places more
+    std::size_t threes = 0;              // of the groups, those of a group's rows counted once
+    owned_array<std::int32_t> place;     // of each three's first row; -1 before the first, `places` behind the last
+    owned_array<std::int32_t> unknown;   // place that each term couples. Before the first and behind the last there is
+                                         // room to ask memory ahead, here and for the values
+    terms_from from = terms_from::cache; // where a pass finds them
+    owned_array<std::int32_t> reach;     // 1 + the last place that the rows up to each block's end couple, 0 for none
 };
 
 // errors  "Can't allocate (name)"

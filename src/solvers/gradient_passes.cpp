@@ -17,7 +17,7 @@ static double forward_blocks(gradient_vectors& v, const coupling_pattern& patter
 {
     double* r = v.r.get();
     double* z = residual_for(v, factor);
-    const row_kernel& rows = row_kernel_for(*v.kernel, pattern.lanes);
+    const row_kernel& rows = row_kernel_for(*v.kernel, pattern);
     part_sums sums;
     coupling_at at = factor != nullptr ? first_group(pattern, factor) : coupling_at{};
     std::size_t ready = 0; // places whose r is new
@@ -46,7 +46,7 @@ double forward_pass(gradient_vectors& v, const coupling_pattern& pattern, const 
 double backward_pass(gradient_vectors& v, const coupling_pattern& pattern, const double factor[], const double pivots[])
 {
     part_sums sums;
-    row_kernel_for(*v.kernel, pattern.lanes)
+    row_kernel_for(*v.kernel, pattern)
         .substitute_backward(sums, end_of_groups(pattern, factor), pivots, v.r.get(), v.q.get(), pattern.places);
     return total(sums);
 }
@@ -56,7 +56,7 @@ static double multiply_blocks(gradient_vectors& v, const coupling_pattern& patte
 {
     double* p = v.p.get();
     double* q = v.q.get();
-    const row_kernel& rows = row_kernel_for(*v.kernel, pattern.lanes);
+    const row_kernel& rows = row_kernel_for(*v.kernel, pattern);
     part_sums sums;
     coupling_at at = first_group(pattern, a);
     std::size_t ready = 0; // places whose p is new

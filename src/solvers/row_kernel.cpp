@@ -80,22 +80,27 @@ template <class wide> [[gnu::always_inline]] static inline void step(coupling_at
     t.value += 3 * threes * static_cast<std::ptrdiff_t>(lanes_of<wide>);
 }
 
-// The processor finds the next terms by itself where they ascend and not where they descend, nor in the next page.
-template <class wide> [[gnu::always_inline]] static inline void ask(const coupling_at& t, std::ptrdiff_t threes)
+// The processor finds the next terms of near caches by itself; those of memory where they ascend and not where they
+// descend, nor in the next page.
+template <class wide, terms_from from>
+[[gnu::always_inline]] static inline void ask(const coupling_at& t, std::ptrdiff_t threes)
 {
-    constexpr std::size_t lanes = lanes_of<wide>;
-    const std::ptrdiff_t ahead = 3 * threes * static_cast<std::ptrdiff_t>(lanes);
-    __builtin_prefetch(t.unknown + ahead);
-    __builtin_prefetch(t.value + ahead);
-    if constexpr (lanes > 1) __builtin_prefetch(t.value + ahead + 8); // 96 bytes of them
+    if constexpr (from == terms_from::memory) {
+        constexpr std::size_t lanes = lanes_of<wide>;
+        const std::ptrdiff_t ahead = 3 * threes * static_cast<std::ptrdiff_t>(lanes);
+        __builtin_prefetch(t.unknown + ahead);
+        __builtin_prefetch(t.value + ahead);
+        if constexpr (lanes > 1) __builtin_prefetch(t.value + ahead + 8); // 96 bytes of them
+    }
 }
 
-template <class wide> [[gnu::always_inline]] static inline void forward(coupling_at& at, double q[], std::size_t end)
+template <class wide, terms_from from>
+[[gnu::always_inline]] static inline void forward(coupling_at& at, double q[], std::size_t end)
 {
     constexpr std::size_t lanes = lanes_of<wide>;
     coupling_at t = at;
     for (std::size_t i; (i = static_cast<std::uint32_t>(*t.place)) < end; step<wide>(t, 1)) {
-        ask<wide>(t, threes_ahead);
+        ask<wide, from>(t, threes_ahead);
         wide qi;
         load(qi, q + i);
 #pragma GCC unroll 3
@@ -119,7 +124,7 @@ template <class wide>
 }
 
 // The divisions and the sums of r q run beside the substitution.
-template <class wide>
+template <class wide, terms_from from>
 [[gnu::always_inline]] static inline void backward(part_sums& sums, coupling_at t, const double pivots[],
                                                    const double r[], double q[], std::size_t places)
 {
@@ -128,7 +133,7 @@ template <class wide>
         step<wide>(t, -1);
         std::int64_t threes = 1;
         for (; t.place[-1] == *t.place; ++threes) step<wide>(t, -1);
-        ask<wide>(t, -threes_ahead);
+        ask<wide, from>(t, -threes_ahead);
         // (0 + a) + b = a + (b + 0), signed zeros included
         wide sum{}, first{}, last{};
         products(first, t, 0, q);
@@ -158,13 +163,13 @@ template <class wide>
     }
 }
 
-template <class wide>
+template <class wide, terms_from from>
 [[gnu::always_inline]] static inline void product(coupling_at& at, const double p[], double q[], std::size_t end)
 {
     constexpr std::size_t lanes = lanes_of<wide>;
     coupling_at t = at;
     for (std::size_t i; (i = static_cast<std::uint32_t>(*t.place)) < end; step<wide>(t, 1)) {
-        ask<wide>(t, threes_ahead);
+        ask<wide, from>(t, threes_ahead);
         wide pi, qi;
         load(pi, p + i);
         load(qi, q + i);
@@ -182,56 +187,69 @@ template <class wide>
     at = t;
 }
 
-template <class wide> static void substitute_forward(coupling_at& at, double q[], std::size_t end)
+template <class wide, terms_from from> static void substitute_forward(coupling_at& at, double q[], std::size_t end)
 {
-    forward<wide>(at, q, end);
+    forward<wide, from>(at, q, end);
 }
 
-template <class wide>
+template <class wide, terms_from from>
 static void substitute_backward(part_sums& sums, coupling_at end, const double pivots[], const double r[], double q[],
                                 std::size_t places)
 {
-    backward<wide>(sums, end, pivots, r, q, places);
+    backward<wide, from>(sums, end, pivots, r, q, places);
 }
 
-template <class wide> static void multiply(coupling_at& at, const double p[], double q[], std::size_t end)
+template <class wide, terms_from from>
+static void multiply(coupling_at& at, const double p[], double q[], std::size_t end)
 {
-    product<wide>(at, p, q, end);
+    product<wide, from>(at, p, q, end);
 }
+
+template <class wide, terms_from from>
+static constexpr row_kernel plain = {substitute_forward<wide, from>, substitute_backward<wide, from>,
+                                     multiply<wide, from>};
 
 #if TARNEL_LANES >= 4
 
+template <terms_from from>
 [[gnu::target("avx2")]] static void substitute_forward_avx2(coupling_at& at, double q[], std::size_t end)
 {
-    forward<four>(at, q, end);
+    forward<four, from>(at, q, end);
 }
 
+template <terms_from from>
 [[gnu::target("avx2")]] static void substitute_backward_avx2(part_sums& sums, coupling_at end, const double pivots[],
                                                              const double r[], double q[], std::size_t places)
 {
-    backward<four>(sums, end, pivots, r, q, places);
+    backward<four, from>(sums, end, pivots, r, q, places);
 }
 
+template <terms_from from>
 [[gnu::target("avx2")]] static void multiply_avx2(coupling_at& at, const double p[], double q[], std::size_t end)
 {
-    product<four>(at, p, q, end);
+    product<four, from>(at, p, q, end);
 }
+
+template <terms_from from>
+static constexpr row_kernel avx2 = {substitute_forward_avx2<from>, substitute_backward_avx2<from>, multiply_avx2<from>};
 
 #endif
 
-const row_kernel& row_kernel_for(const vector_kernel& kernel, std::size_t lanes)
+template <terms_from from> static const row_kernel& form_for(const vector_kernel& kernel, std::size_t lanes)
 {
-    static constexpr row_kernel one_by_one = {substitute_forward<double>, substitute_backward<double>,
-                                              multiply<double>};
-    static constexpr row_kernel portable = {substitute_forward<four>, substitute_backward<four>, multiply<four>};
-    if (lanes == 1) return one_by_one;
+    if (lanes == 1) return plain<double, from>;
 #if TARNEL_LANES >= 4
-    static constexpr row_kernel avx2 = {substitute_forward_avx2, substitute_backward_avx2, multiply_avx2};
-    if (&kernel != &portable_vector_kernel) return avx2;
+    if (&kernel != &portable_vector_kernel) return avx2<from>;
 #else
     static_cast<void>(kernel);
 #endif
-    return portable;
+    return plain<four, from>;
+}
+
+const row_kernel& row_kernel_for(const vector_kernel& kernel, const coupling_pattern& pattern)
+{
+    return pattern.from == terms_from::memory ? form_for<terms_from::memory>(kernel, pattern.lanes)
+                                              : form_for<terms_from::cache>(kernel, pattern.lanes);
 }
 
 } // namespace tarnel

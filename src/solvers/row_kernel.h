@@ -20,7 +20,7 @@ struct row_kernel {
     void (*multiply)(coupling_at& at, const double p[], double q[], std::size_t end);
 };
 
-// The form for groups of so many rows that goes with a kernel for vectors.
-const row_kernel& row_kernel_for(const vector_kernel& kernel, std::size_t lanes);
+// The form for the groups of a pattern that goes with a kernel for vectors.
+const row_kernel& row_kernel_for(const vector_kernel& kernel, const coupling_pattern& pattern);
 
 } // namespace tarnel

@@ -80,22 +80,24 @@ void for_each_case(const std::function<void(pass_case&)>& check)
     int side_by_side = 0;
     for (const sparse_system& system : systems_of_all_sizes())
         for (const bool as_they_stand : {true, false})
-            for (int k = 0; k < kernels.count; ++k)
+            for (int k = 0; k < 2 * kernels.count; ++k)
                 run_stage([&](std::FILE* log) {
                     const tarnel::matrix_rows rows = flat_rows(system, log);
                     tarnel::row_order order = as_they_stand ? tarnel::rows_as_they_stand(log, "order", system.b.size())
                                                             : tarnel::order_rows(log, "order", rows);
                     side_by_side += order.lanes > 1 ? 1 : 0;
                     tarnel::coupling_pattern pattern = make_coupling_pattern(log, "pattern", rows, order);
+                    EXPECT_EQ(pattern.from, tarnel::terms_from::cache);
+                    if (k % 2 == 1) pattern.from = tarnel::terms_from::memory;
                     tarnel::owned_array<double> values =
                         make_coupling_values(log, "values", pattern, rows, order, rows.amatr.get());
                     const auto zeros = [&] { return tarnel::vector_of_places(log, "vector", order); };
                     tarnel::gradient_vectors v{
-                        .x = zeros(), .p = zeros(), .q = zeros(), .r = zeros(), .kernel = kernels.form[k]};
+                        .x = zeros(), .p = zeros(), .q = zeros(), .r = zeros(), .kernel = kernels.form[k / 2]};
                     pass_case each{system, std::move(order), std::move(pattern), std::move(values), std::move(v)};
                     check(each);
                 });
-    EXPECT_GE(side_by_side, 5 * kernels.count);
+    EXPECT_GE(side_by_side, 10 * kernels.count);
 }
 
 vector_of_numbers product_by_definition(const sparse_system& system, const vector_of_numbers& p)
@@ -220,6 +222,19 @@ bool same_bits(const vector_of_numbers& a, const vector_of_numbers& b)
 }
 
 } // namespace
+
+TEST_F(gradient_passes, terms_of_more_than_a_near_cache_come_from_memory)
+{
+    // 12 bytes a place of a term; a grid's groups take three terms a row and are nearly full
+    for (const auto& [height, from] : {std::pair{570, tarnel::terms_from::cache}, {590, tarnel::terms_from::memory}})
+        run_stage([&](std::FILE* log) {
+            const tarnel::matrix_rows rows = flat_rows(grid_system(200, height), log);
+            const tarnel::row_order order = tarnel::order_rows(log, "order", rows);
+            const tarnel::coupling_pattern pattern = make_coupling_pattern(log, "pattern", rows, order);
+            EXPECT_EQ(pattern.threes * pattern.lanes * 36 > tarnel::near_bytes, from == tarnel::terms_from::memory);
+            EXPECT_EQ(pattern.from, from);
+        });
+}
 
 TEST_F(gradient_passes, vectors_are_passed_over_with_the_same_bits_by_every_kernel)
 {
