@@ -93,8 +93,8 @@ struct loaded_model {
     full_matrix full; // of the scaled system
 };
 
-// Three calls: one that ends when the whole system is read, because no diagonal is large enough, one that stops after
-// its first iteration, and the whole.
+// CPU seconds of a call that ends when the whole system is read, because no diagonal is large enough, of one that stops
+// after its first iteration, and of the whole.
 struct our_times {
     double reading, one, all;
 };
