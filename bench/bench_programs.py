@@ -118,15 +118,20 @@ def programs_for(host, model):
     return programs, missing
 
 
-def await_calm(host, patience=[120.0]):
-    """Waits for a calm moment as the other benchmarks do, two minutes in all."""
-    if patience[0] > 0:
-        start = time.monotonic()
-        subprocess.run([os.path.join(os.path.dirname(host), "bench_calm")], check=True)
-        patience[0] -= time.monotonic() - start
+class CalmMoments:
+    """Waits for calm moments of the processor as the other benchmarks do, some two minutes in all."""
+
+    def __init__(self, host):
+        self.program, self.patience = os.path.join(os.path.dirname(host), "bench_calm"), 120.0
+
+    def wait(self):
+        if self.patience > 0:
+            start = time.monotonic()
+            subprocess.run([self.program], check=True)
+            self.patience -= time.monotonic() - start
 
 
-def compare(host, model, repeats):
+def compare(host, model, repeats, calm):
     with open(os.path.join(model, "reference.txt")) as file:
         name, size, energy = file.read().split()
     if name != "ccore":
@@ -134,7 +139,7 @@ def compare(host, model, repeats):
     programs, missing = programs_for(host, model)
     for _ in range(repeats):
         for program in programs:
-            await_calm(host)
+            calm.wait()
             program.take_turn(float(energy))
     ours = programs[0]
     rows = [[f"whole run, {name} {size}", "CPU s", "s", "ours / this, CPU", "ours / this, s", "goal"]]
@@ -162,8 +167,10 @@ def main():
     parser.add_argument("--host", required=True)
     parser.add_argument("model", nargs="+")
     given = parser.parse_args()
+    host = os.path.abspath(given.host)
+    calm = CalmMoments(host)
     for model in given.model:
-        compare(os.path.abspath(given.host), model.rstrip("/"), max(given.repeat, 1))
+        compare(host, model.rstrip("/"), max(given.repeat, 1), calm)
 
 
 main()

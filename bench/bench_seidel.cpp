@@ -64,8 +64,7 @@ static table_row compare(const std::filesystem::path& directory, std::size_t rep
     const auto timed_sweeps = static_cast<std::int32_t>(timed_rows / n) + 1;
     std::vector<double> seconds, rates;
     for (std::size_t turn = 0; turn < repeats; ++turn) {
-        await_calm();
-        seconds.push_back((time_sweeps(1 + timed_sweeps) - time_sweeps(1)) / timed_sweeps);
+        seconds.push_back(in_calm([&] { return (time_sweeps(1 + timed_sweeps) - time_sweeps(1)) / timed_sweeps; }));
         rates.push_back(read_rate(static_cast<std::size_t>(bytes)));
     }
     remove_solver_files();

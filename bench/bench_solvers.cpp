@@ -165,6 +165,7 @@ void bench_factorisation(int n, int band)
         await_calm();
         ours.push_back(time_skyline(made, aaa.get(), pivots));
 #if defined(TARNEL_LAPACK)
+        await_calm();
         theirs.push_back(time_lapack(made, ab, pivots));
 #endif
     }

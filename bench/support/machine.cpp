@@ -72,14 +72,14 @@ bool await_calm(double patience)
 {
     using clock = std::chrono::steady_clock;
     static double waited = 0;
-    const auto start = clock::now();
-    while (!is_calm()) {
-        const double here = std::chrono::duration<double>(clock::now() - start).count();
-        if (waited + here > patience) return false;
+    bool calm = is_calm();
+    for (auto last = clock::now(); !calm && waited < patience; calm = is_calm()) {
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        const auto now = clock::now();
+        waited += std::chrono::duration<double>(now - last).count();
+        last = now;
     }
-    waited += std::chrono::duration<double>(clock::now() - start).count();
-    return true;
+    return calm;
 }
 
 double read_rate(std::size_t bytes)

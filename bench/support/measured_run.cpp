@@ -7,6 +7,7 @@
 
 #include <tarnel.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
@@ -114,11 +115,11 @@ private:
 };
 
 constexpr std::string_view last_begins = "the last call begins\n";
-constexpr double patience_of_a_run = 20; // s
+constexpr double patience_of_a_run = 20, patience_of_all = 120; // s
 
 // The child holds the pipe open for writing from its start to its end, whatever the library does. It must not hold the
 // reader's end: without a reader its next line ends it, so that a run does not outlive an interrupted benchmark.
-static pid_t start_run(const std::filesystem::path& directory, int calls, descriptor& reading,
+static pid_t start_run(const std::filesystem::path& directory, int calls, double patience, descriptor& reading,
                        const descriptor& writing)
 {
     std::fflush(nullptr);
@@ -128,7 +129,7 @@ static pid_t start_run(const std::filesystem::path& directory, int calls, descri
     reading.close();
     if (chdir(directory.c_str()) != 0) _exit(120);
     for (int call = 1; call < calls; ++call) main_tarnel_n1();
-    await_calm(patience_of_a_run);
+    await_calm(patience);
     if (write(writing.number(), last_begins.data(), last_begins.size()) < 0) _exit(121);
     main_tarnel_n1();
     std::fflush(nullptr);
@@ -144,9 +145,9 @@ static double cpu_seconds_of(pid_t process)
     return static_cast<double>(used.tv_sec) + 1e-9 * static_cast<double>(used.tv_nsec);
 }
 
-// When the last call began, in seconds of both clocks.
+// When the last call began, in seconds of both clocks, and how long it had waited for a calm moment.
 struct call_start {
-    double seconds = 0, cpu_seconds = 0;
+    double seconds = 0, cpu_seconds = 0, waited = 0;
 };
 
 // Keeps the lines of the last call.
@@ -170,7 +171,7 @@ static call_start stamp_lines(int from, pid_t process, moment start, named_pipe&
             begun.clear();
             if (log.back().text != last_begins) continue;
             last = true;
-            begin = {now, used};
+            begin = {now, used, now - (log.size() > 1 ? log[log.size() - 2].seconds : 0.0)};
             log.clear();
         }
     }
@@ -194,6 +195,7 @@ static double seconds(const timeval& time)
 
 measured_run run_measured(const std::filesystem::path& directory, int calls)
 {
+    static double patience = patience_of_all; // left to this process
     const std::filesystem::path log_path = directory / tarnel::log_file;
     measured_run run;
     int status = 0;
@@ -206,10 +208,11 @@ measured_run run_measured(const std::filesystem::path& directory, int calls)
         if (fcntl(reading.number(), F_SETFL, 0) != 0) refuse("can't wait at the log");
         stamping_first stamping;
         const moment start = std::chrono::steady_clock::now();
-        const pid_t child = start_run(directory, calls, reading, writing);
+        const pid_t child = start_run(directory, calls, std::min(patience, patience_of_a_run), reading, writing);
         stamping.come_first();
         writing.close(); // from here on the log ends when the child does
         begin = stamp_lines(reading.number(), child, start, pipe, run.log);
+        patience -= begin.waited;
         while (wait4(child, &status, 0, &used) != child)
             if (errno != EINTR) refuse("can't wait for the run");
         run.wall_seconds = seconds_since(start) - begin.seconds;

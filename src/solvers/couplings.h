@@ -10,10 +10,9 @@ namespace tarnel
 {
 
 inline constexpr std::size_t rows_of_a_block = 512;
-inline constexpr std::ptrdiff_t threes_ahead = 32; // asked of memory before they are visited
-inline constexpr std::size_t near_bytes = std::size_t{4}
-                                          << 20U; // of terms that a near cache may keep from pass to pass
-inline constexpr std::size_t spare_places = 16;   // of every vector, taken in turn: none is waited for
+inline constexpr std::ptrdiff_t threes_ahead = 32;               // asked of memory before they are visited
+inline constexpr std::size_t near_bytes = std::size_t{4} << 20U; // of terms that may stay in a cache between passes
+inline constexpr std::size_t spare_places = 16;                  // of every vector, taken in turn: none is waited for
 
 enum class terms_from { cache, memory };
 

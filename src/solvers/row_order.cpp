@@ -20,8 +20,8 @@ static std::span<const std::int32_t> coupled_by(const matrix_rows& rows, std::si
 
 // What each row waits for. The rows that couple an unknown, and its own row behind them, follow one another.
 struct followers {
-    owned_array<std::int32_t> row;   // that follows at the unknown of each coupling; the same where none does, as a
-                                     // row that couples itself is the last of its unknown
+    owned_array<std::int32_t> row;   // that follows at the unknown of each coupling; behind a row that couples itself,
+                                     // which a damaged file may hold, the row itself
     owned_array<std::int32_t> waits; // couplings that each row follows
 };
 
