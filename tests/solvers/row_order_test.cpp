@@ -178,7 +178,7 @@ TEST_F(row_ordering, rows_that_all_wait_for_each_other_are_taken_one_by_one)
 
 TEST_F(row_ordering, rows_that_couple_an_unknown_twice_or_themselves_have_places_too)
 {
-    for (const bool first : {false, true})      // nobody couples the row before
+    for (const bool first : {false, true}) // nobody couples the row before
         for (const bool itself : {false, true}) {
             column_lists columns = grid_system(20, 20).columns;
             std::vector<int>& row = columns[first ? 0 : 210];
