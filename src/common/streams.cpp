@@ -1,5 +1,6 @@
 #include "common/streams.h"
 
+#include <algorithm>
 #include <utility>
 
 #if defined(__unix__)
@@ -81,8 +82,8 @@ std::size_t fill_buffer(input_file& file, std::size_t want)
     file.at = stream_buffer_bytes - left;
     file.filled = stream_buffer_bytes;
     while (file.filled - file.at < want) {
-        const std::size_t got =
-            std::fread(file.buffer.get() + file.filled, 1, 2 * stream_buffer_bytes - file.filled, file.stream.get());
+        const std::size_t most = std::min(file.piece, 2 * stream_buffer_bytes - file.filled);
+        const std::size_t got = std::fread(file.buffer.get() + file.filled, 1, most, file.stream.get());
         if (got == 0) break;
         file.filled += got;
     }

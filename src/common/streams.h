@@ -27,8 +27,9 @@ struct input_file {
     owned_file stream;
     char name[file_name_characters] = {}; // as messages call it
     owned_array<char> buffer;
-    std::size_t at = 0;     // next byte of the buffer
-    std::size_t filled = 0; // bytes in the buffer
+    std::size_t at = 0;                      // next byte of the buffer
+    std::size_t filled = 0;                  // bytes in the buffer
+    std::size_t piece = stream_buffer_bytes; // bytes that are asked of the system at a time
 };
 
 struct output_file {

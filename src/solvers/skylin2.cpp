@@ -1,5 +1,6 @@
 #include "solvers/skyline.h"
 
+#include "solvers/skyline_elimination.h"
 #include "solvers/skyline_files.h"
 
 #include <algorithm>
@@ -19,15 +20,28 @@ struct substitution {
     owned_array<double> work1;                // pivots
     growing_array<std::int32_t> iaddiv;       // first columns of the blocks read, closed by the last end
     growing_array<double> aaa;                // terms of a column, or of a block
+    const elimination_kernel* kernel;
 };
+
+// What follows the header: the columns are read from the first to the last, or from elsewhere in the file.
+enum class after_header { in_order, elsewhere };
+
+static block_header open_with_header(const substitution& work, std::int32_t b, after_header next, input_file& file,
+                                     std::FILE* log)
+{
+    open_block(log, work.setup, b, file);
+    if (next == after_header::elsewhere) file.piece = sizeof(block_header);
+    const block_header header = read_header(log, file, b, work.matdiv, work.ndim);
+    file.piece = stream_buffer_bytes;
+    return header;
+}
 
 // Opens a block and checks that it goes on where the one before it ends, that it is not empty and that the last one
 // ends with the matrix.
-static block_header open_checked(const substitution& work, std::int32_t b, std::int32_t first, input_file& file,
-                                 std::FILE* log)
+static block_header open_checked(const substitution& work, std::int32_t b, std::int32_t first, after_header next,
+                                 input_file& file, std::FILE* log)
 {
-    open_block(log, work.setup, b, file);
-    const block_header header = read_header(log, file, b, work.matdiv, work.ndim);
+    const block_header header = open_with_header(work, b, next, file, log);
     if (header.first != first) fail_in_header(log, "r4");
     if (header.end <= header.first || (b + 1 == work.matdiv && header.end != work.ndim)) fail_in_header(log, "r5");
     return header;
@@ -42,36 +56,6 @@ static double* room_for_terms(substitution& work, input_file& file, std::size_t 
         reserve(log, "aaa", work.aaa, n);
     }
     return work.aaa.values.get() + at;
-}
-
-// Columns that are eliminated together: their sums run side by side, each over its own rows in ascending order.
-constexpr std::int32_t columns_together = 8;
-
-struct column_terms {
-    std::int32_t top; // row of the topmost term
-    const double* terms;
-};
-
-// x_j -= sum of u_ij x_i for the columns j = first, first + 1, ...; rows before `first` are final.
-static void eliminate_columns(std::int32_t first, std::int32_t count, const column_terms columns[], double x[])
-{
-    double sums[columns_together] = {};
-    std::int32_t common = 0; // first row that all columns have
-    for (std::int32_t c = 0; c < count; ++c) common = std::max(common, std::min(columns[c].top, first));
-    for (std::int32_t c = 0; c < count; ++c)
-        for (std::int32_t i = columns[c].top; i < common; ++i) sums[c] += columns[c].terms[first + c - i] * x[i];
-    if (count == columns_together) {
-        for (std::int32_t i = common; i < first; ++i)
-            for (std::int32_t c = 0; c < columns_together; ++c) sums[c] += columns[c].terms[first + c - i] * x[i];
-    } else {
-        for (std::int32_t c = 0; c < count; ++c)
-            for (std::int32_t i = common; i < first; ++i) sums[c] += columns[c].terms[first + c - i] * x[i];
-    }
-    for (std::int32_t c = 0; c < count; ++c) {
-        const std::int32_t j = first + c;
-        for (std::int32_t i = std::max(first, columns[c].top); i < j; ++i) sums[c] += columns[c].terms[j - i] * x[i];
-        x[j] -= sums[c];
-    }
 }
 
 // What the profile keeps of a column.
@@ -135,13 +119,13 @@ static void eliminate_forward(substitution& work, double x[], std::FILE* log)
     append(log, "iaddiv", work.iaddiv, first);
     for (std::int32_t b = 0; b < work.matdiv; ++b) {
         input_file file;
-        const block_header header = open_checked(work, b, first, file, log);
+        const block_header header = open_checked(work, b, first, after_header::in_order, file, log);
         for (std::int32_t j = header.first; j < header.end; j += columns_together) {
             const std::int32_t count = std::min(columns_together, header.end - j);
             column_terms columns[columns_together];
             const std::size_t bytes = look_at_columns(work, j, count, columns, file, log);
             if (bytes == 0) copy_columns(work, j, count, columns, file, log);
-            eliminate_columns(j, count, columns, x);
+            work.kernel->columns(j, count, columns, x);
             file.at += bytes;
         }
         first = header.end;
@@ -160,33 +144,6 @@ static void divide_by_pivots(const substitution& work, double x[], std::FILE* lo
                  j);
         x[j] = x[j] / pivot;
     }
-}
-
-// x_i -= u_ij x_j for the columns j = first + count - 1, ..., first: each row meets the columns in descending order.
-static void eliminate_rows_above(std::int32_t first, std::int32_t count, const column_terms columns[], double x[])
-{
-    std::int32_t common = 0;
-    for (std::int32_t c = 0; c < count; ++c) common = std::max(common, std::min(columns[c].top, first));
-    double xj[columns_together] = {};
-    for (std::int32_t c = count - 1; c >= 0; --c) {
-        const std::int32_t j = first + c;
-        xj[c] = x[j];
-        for (std::int32_t i = std::max(first, columns[c].top); i < j; ++i) x[i] -= columns[c].terms[j - i] * xj[c];
-        for (std::int32_t i = columns[c].top; i < common; ++i) x[i] -= columns[c].terms[j - i] * xj[c];
-    }
-    if (count == columns_together && common < first) {
-        const double* above[columns_together]; // the terms of row first - 1, those of the rows above it behind them
-        for (std::int32_t c = 0; c < columns_together; ++c) above[c] = columns[c].terms + c + 1;
-        double* row = x + (first - 1);
-        for (std::ptrdiff_t k = 0; k < first - common; ++k) {
-            double xi = row[-k];
-            for (std::int32_t c = columns_together - 1; c >= 0; --c) xi -= above[c][k] * xj[c];
-            row[-k] = xi;
-        }
-        return;
-    }
-    for (std::int32_t c = count - 1; c >= 0; --c)
-        for (std::int32_t i = common; i < first; ++i) x[i] -= columns[c].terms[first + c - i] * xj[c];
 }
 
 // A record of a column takes as many doubles as it has terms, and one for its two integers.
@@ -259,7 +216,7 @@ static void eliminate_backward(const substitution& work, std::int32_t first, std
             --behind;
         }
         end -= count;
-        eliminate_rows_above(end, count, columns, x);
+        work.kernel->rows_above(end, count, columns, x);
     }
 }
 
@@ -297,7 +254,7 @@ static void substitute_backward(substitution& work, double x[], std::FILE* log)
     for (std::int32_t b = work.matdiv - 1; b >= 0; --b) {
         input_file file;
         const auto at = static_cast<std::size_t>(b);
-        const block_header header = open_checked(work, b, work.iaddiv.values[at], file, log);
+        const block_header header = open_checked(work, b, work.iaddiv.values[at], after_header::elsewhere, file, log);
         if (header.end != work.iaddiv.values[at + 1]) fail_in_header(log, "r5");
         eliminate_block(work, header, x, file, log);
     }
@@ -321,12 +278,12 @@ void t_real_mtsolv_skylin2(control cntl, input_file& vector, output_file& soluti
                          zero_array<std::int32_t>(log, "iadlin", n),
                          zero_array<double>(log, "work1", n),
                          {},
-                         {}};
+                         {},
+                         &fastest_elimination()};
     std::copy(uvecr.get(), uvecr.get() + n, xvecr.get());
     {
         input_file file;
-        open_block(log, setup, 0, file);
-        work.matdiv = read_header(log, file, 0, 0, ndim).matdiv;
+        work.matdiv = open_with_header(work, 0, after_header::elsewhere, file, log).matdiv;
     }
     eliminate_forward(work, xvecr.get(), log);
     divide_by_pivots(work, xvecr.get(), log);
