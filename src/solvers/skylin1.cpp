@@ -128,6 +128,7 @@ static void reduce_by_file(factorisation& work, const skyline_block& block, std:
     }
 }
 
+// `image` is zeros, for each block anew.
 static void factorise_blocks(factorisation& work, const matrix_rows& rows, double image[], std::FILE* log)
 {
     for (std::int32_t b = 0; b < work.division.matdiv; ++b) {
@@ -136,7 +137,6 @@ static void factorise_blocks(factorisation& work, const matrix_rows& rows, doubl
                                      image + header_room + head_room, head_room};
         const column_record last = head_of(work.profile, block.end - 1);
         const std::size_t length = image_length(block.end - block.first, last.address + last.height);
-        if (b > 0) std::fill_n(image, length, 0.0);
         put_header(image, {work.division.matdiv, b, block.first, block.end});
         scatter_rows(rows, work.profile, block);
         const std::int32_t reach = std::max(0, block.first - work.profile.nband + 1); // highest row of any column here
@@ -146,7 +146,8 @@ static void factorise_blocks(factorisation& work, const matrix_rows& rows, doubl
         factorise_block(work.profile, block, work.group, work.cntl.eps_zero, work.work1.get(), log);
         output_file file;
         create_block(log, work.setup, b, file);
-        write_image(log, file, image, length);
+        const bool last_block = b + 1 == work.division.matdiv;
+        write_image(log, file, image, length, last_block ? image_after::as_it_is : image_after::zeros);
         close_output(log, file);
     }
 }

@@ -116,10 +116,11 @@ static void finish_rows(const column_group& group, std::int32_t m, std::int32_t 
     const std::int32_t w_top = group.top[static_cast<std::size_t>(m)];
     double* u[tile_columns];
     for (std::int32_t c = 0; c < tile_columns; ++c) u[c] = set.diagonal[c] + (set.first - first);
+    const bool whole = rows == tile_rows && set.count == tile_columns && set.lowest <= first;
     int top[tile_columns];
-    for (std::int32_t c = 0; c < tile_columns; ++c) top[c] = c < set.count ? set.top[c] - first : rows;
+    for (std::int32_t c = 0; !whole && c < tile_columns; ++c) top[c] = c < set.count ? set.top[c] - first : rows;
     group.kernel->finish_rows(rows, tile_of(group, m) + static_cast<std::size_t>(first - w_top) * tile_rows,
-                              pivots + first, u, top, sums);
+                              pivots + first, u, whole ? nullptr : top, sums);
 }
 
 // Finishes the rows of the tiles [m_first, m_end) of a group in the columns [from, end) of a block.

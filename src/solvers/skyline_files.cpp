@@ -160,27 +160,30 @@ void put_column_head(double* terms, column_record column)
     std::memcpy(terms - head_room, &column, sizeof column);
 }
 
-// Whether the integers or the terms of a column are at `place` of an image.
-static const char* item_at(const double* image, std::size_t place)
+// A record of a column in an image: where it is, and where it ends.
+struct image_record {
+    std::size_t at, end;
+};
+
+static image_record record_at(const double* image, std::size_t at)
 {
-    std::size_t head = header_room;
-    for (;;) {
-        column_record column;
-        std::memcpy(&column, image + head, sizeof column);
-        const std::size_t next = head + head_room + static_cast<std::size_t>(column.height);
-        if (place < next) return place < head + head_room ? "w1" : "w2";
-        head = next;
-    }
+    column_record column;
+    std::memcpy(&column, image + at, sizeof column);
+    return {at, at + head_room + static_cast<std::size_t>(column.height)};
 }
 
-void write_image(std::FILE* log, output_file& file, const double* image, std::size_t length)
+void write_image(std::FILE* log, output_file& file, double* image, std::size_t length, image_after after)
 {
     constexpr std::size_t piece = stream_buffer_bytes / sizeof(double);
     std::snprintf(file.name, sizeof file.name, "%s", columns_name); // a failure concerns the columns
+    image_record record = record_at(image, header_room);
     for (std::size_t at = 0; at < length; at += piece) {
         const std::size_t count = std::min(piece, length - at);
+        const std::size_t judged = std::min(at + piece, length - 1); // the item there names a failure
+        while (record.end <= judged) record = record_at(image, record.end);
         if (!pass_to_system(file, image + at, count * sizeof(double)))
-            fail_in_file(log, file.name, item_at(image, std::min(at + piece, length - 1)));
+            fail_in_file(log, file.name, judged < record.at + head_room ? "w1" : "w2");
+        if (after == image_after::zeros) std::fill_n(image + at, count, 0.0);
     }
     file.tag = "w2";
 }

@@ -53,11 +53,6 @@ TARNEL_EVERY_WIDTH void finish_each_row(int rows, const double* w, const double*
         for (int r = whole ? 0 : std::max(top[c], 0); r < last; ++r) u[c][-r] = term[r][c];
 }
 
-static bool whole_tile(int rows, const int top[tile_columns])
-{
-    return rows == tile_rows && *std::max_element(top, top + tile_columns) <= 0;
-}
-
 // A few rows at a time, so that they are turned in cache.
 TARNEL_EVERY_WIDTH void pack_each_row(std::ptrdiff_t n, const double* const u[tile_rows],
                                       const std::ptrdiff_t begin[tile_rows], const double* pivots, double* w,
@@ -129,7 +124,7 @@ static void add_columns_portable(std::ptrdiff_t n, const double* w, const double
 static void finish_rows_portable(int rows, const double* w, const double* pivots, double* const u[tile_columns],
                                  const int top[tile_columns], const double sums[tile_columns][tile_rows])
 {
-    if (whole_tile(rows, top))
+    if (top == nullptr)
         finish_each_row<true>(rows, w, pivots, u, top, sums);
     else
         finish_each_row<false>(rows, w, pivots, u, top, sums);
@@ -214,7 +209,7 @@ TARNEL_EVERY_WIDTH std::ptrdiff_t all_begun(std::ptrdiff_t n, const std::ptrdiff
                                                      double* const u[tile_columns], const int top[tile_columns],
                                                      const double sums[tile_columns][tile_rows])
 {
-    if (whole_tile(rows, top))
+    if (top == nullptr)
         finish_each_row<true>(rows, w, pivots, u, top, sums);
     else
         finish_each_row<false>(rows, w, pivots, u, top, sums);
@@ -317,15 +312,15 @@ template <bool whole>
     }
     turn(sum);
     turn(sum + 8);
-    long long top_of_lane[tile_columns];
-    std::copy(top, top + tile_columns, top_of_lane);
+    long long top_of_lane[tile_columns] = {};
+    if (!whole) std::copy(top, top + tile_columns, top_of_lane);
     const __m512i tops = _mm512_loadu_si512(top_of_lane);
 #pragma GCC unroll 2
     for (int first = 0; first < tile_rows; first += 8) {
         __mmask8 below[tile_columns]; // of each column, in the order of its memory: row first + 7 comes first
         __m512d term[8];              // of the rows backwards, as the columns store them
         for (int c = 0; c < tile_columns; ++c) {
-            const int rows = std::clamp(first + 8 - top[c], 0, 8);
+            const int rows = whole ? 8 : std::clamp(first + 8 - top[c], 0, 8);
             below[c] = static_cast<__mmask8>((1U << static_cast<unsigned>(rows)) - 1U);
             term[c] = whole ? _mm512_loadu_pd(u[c] - first - 7) : _mm512_maskz_loadu_pd(below[c], u[c] - first - 7);
         }
@@ -353,7 +348,7 @@ template <bool whole>
                                                           double* const u[tile_columns], const int top[tile_columns],
                                                           const double sums[tile_columns][tile_rows])
 {
-    if (whole_tile(rows, top))
+    if (top == nullptr)
         finish_tile_avx512<true>(w, pivots, u, top, sums);
     else if (rows == tile_rows)
         finish_tile_avx512<false>(w, pivots, u, top, sums);

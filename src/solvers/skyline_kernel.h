@@ -22,7 +22,7 @@ struct tile_kernel {
     // Rows of the tile itself, ascending: u[c][-r] = (u[c][-r] - sum) / pivots[r], the finished row entering the sums
     // of those below.
     //   rows  of the tile, at most 16;  w  rows x 16, w[r][s] = u_rs d_r;  pivots  one a row
-    //   top   first row that each column has; `rows` or more: none
+    //   top   first row that each column has; `rows` or more: none; null: all sixteen rows of all columns
     void (*finish_rows)(int rows, const double* w, const double* pivots, double* const u[tile_columns],
                         const int top[tile_columns], const double sums[tile_columns][tile_rows]);
 

@@ -231,20 +231,21 @@ TEST(skyline_kernel, rows_of_whole_and_partial_tiles_are_finished_one_entry_afte
                     }
                 }
             }
-            for (const tarnel::tile_kernel* form : every_form()) {
-                std::vector<double> got[tile_columns];
-                double* u[tile_columns];
-                int first[tile_columns];
-                for (std::size_t c = 0; c < tile_columns; ++c) {
-                    got[c] = tile.u[c];
-                    u[c] = got[c].data() + tile_rows - 1;
-                    first[c] = top[c];
+            const bool whole = rows == tile_rows && *std::max_element(top.begin(), top.end()) <= 0;
+            for (const int* tops_given : {top.data(), static_cast<const int*>(nullptr)})
+                for (const tarnel::tile_kernel* form : every_form()) {
+                    if (tops_given == nullptr && !whole) continue;
+                    std::vector<double> got[tile_columns];
+                    double* u[tile_columns];
+                    for (std::size_t c = 0; c < tile_columns; ++c) {
+                        got[c] = tile.u[c];
+                        u[c] = got[c].data() + tile_rows - 1;
+                    }
+                    form->finish_rows(rows, tile.w.data(), pivots.data(), u, tops_given, tile.sums);
+                    for (std::size_t c = 0; c < tile_columns; ++c)
+                        EXPECT_TRUE(same_bits(got[c].data(), expected[c].data(), tile_rows))
+                            << rows << " rows, column " << c << " from " << top[c];
                 }
-                form->finish_rows(rows, tile.w.data(), pivots.data(), u, first, tile.sums);
-                for (std::size_t c = 0; c < tile_columns; ++c)
-                    EXPECT_TRUE(same_bits(got[c].data(), expected[c].data(), tile_rows))
-                        << rows << " rows, column " << c << " from " << top[c];
-            }
         }
 }
 

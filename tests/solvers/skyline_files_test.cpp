@@ -2,6 +2,8 @@
 
 #include "solvers/skyline_systems.h"
 
+#include <csignal>
+#include <cstring>
 #include <limits>
 
 using namespace tarnel_test;
@@ -215,7 +217,7 @@ TEST_F(skyline_files, header_and_records_are_laid_out_field_by_field)
     const auto write = [&](std::FILE* log, const skyline_setup& setup) {
         tarnel::output_file out;
         create_block(log, setup, 0, out);
-        write_image(log, out, image.data(), image.size());
+        write_image(log, out, image.data(), image.size(), tarnel::image_after::as_it_is);
         close_output(log, out);
     };
     EXPECT_FALSE(with_setup("9 1 9\nblock\n", write).failed);
@@ -233,6 +235,91 @@ TEST_F(skyline_files, header_and_records_are_laid_out_field_by_field)
     EXPECT_EQ(double_at(file, 40), 4.0);
     EXPECT_EQ(double_at(file, 48), 0.5);
     EXPECT_EQ(double_at(file, 56), -0.25);
+}
+
+namespace
+{
+
+// Columns of 1000 terms each, in some pieces of the stream's buffer.
+std::vector<double> image_of_pieces()
+{
+    constexpr std::size_t height = 1000, columns = 100;
+    std::vector<double> image(tarnel::header_room + columns * (tarnel::head_room + height), 1.0);
+    tarnel::put_header(image.data(), {2, 0, 0, columns});
+    for (std::size_t j = 0; j < columns; ++j)
+        tarnel::put_column_head(&image[tarnel::header_room + tarnel::head_room + j * (tarnel::head_room + height)],
+                                {height, static_cast<std::int32_t>(j * height)});
+    return image;
+}
+
+// Files grow to so many bytes at most while it lives.
+class file_size_limit
+{
+public:
+    explicit file_size_limit(rlim_t most)
+    {
+        signal(SIGXFSZ, SIG_IGN);
+        getrlimit(RLIMIT_FSIZE, &before);
+        const rlimit limit = {most, before.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~file_size_limit() { setrlimit(RLIMIT_FSIZE, &before); }
+    file_size_limit(const file_size_limit&) = delete;
+    file_size_limit& operator=(const file_size_limit&) = delete;
+
+private:
+    rlimit before{};
+};
+
+} // namespace
+
+TEST_F(skyline_files, image_is_left_as_it_is_or_as_zeros_by_which_the_file_is_the_same)
+{
+    const std::vector<double> image = image_of_pieces();
+    ASSERT_GT(image.size() * sizeof(double), 3 * tarnel::stream_buffer_bytes);
+    const std::string expected(reinterpret_cast<const char*>(image.data()), image.size() * sizeof(double));
+    for (const tarnel::image_after after : {tarnel::image_after::as_it_is, tarnel::image_after::zeros}) {
+        std::vector<double> written = image;
+        written.push_back(7.0); // not the block's
+        const auto write = [&](std::FILE* log, const skyline_setup& setup) {
+            tarnel::output_file out;
+            create_block(log, setup, 0, out);
+            write_image(log, out, written.data(), image.size(), after);
+            close_output(log, out);
+        };
+        EXPECT_FALSE(with_setup("9 1 9\nblock\n", write).failed);
+        EXPECT_TRUE(read_file("block") == expected);
+        EXPECT_EQ(written.back(), 7.0);
+        written.pop_back();
+        if (after == tarnel::image_after::as_it_is)
+            EXPECT_EQ(std::memcmp(written.data(), image.data(), expected.size()), 0);
+        else
+            EXPECT_EQ(written, std::vector<double>(image.size(), 0.0));
+    }
+}
+
+// The file may grow to so many bytes: a later piece fails, and the item at its end is told though its column's head,
+// in an earlier piece, is zeros by then.
+TEST_F(skyline_files, later_piece_that_fails_names_the_item_at_its_end)
+{
+    const auto log_at = [&](std::size_t pieces, std::size_t height) {
+        std::vector<double> image(4 * tarnel::stream_buffer_bytes / sizeof(double), 1.0);
+        tarnel::put_header(image.data(), {2, 0, 0, 2});
+        tarnel::put_column_head(&image[3], {static_cast<std::int32_t>(height), 0});
+        tarnel::put_column_head(&image[4 + height], {static_cast<std::int32_t>(image.size() - height - 4), 0});
+        const file_size_limit limit(pieces * tarnel::stream_buffer_bytes);
+        return run_stage([&](std::FILE* log) {
+                   opened_output out("block", "header of work file for sky-line solver");
+                   write_image(log, out, image.data(), image.size(), tarnel::image_after::zeros);
+               })
+            .log;
+    };
+    constexpr std::size_t piece = tarnel::stream_buffer_bytes / sizeof(double);
+    for (const std::size_t pieces : {std::size_t{1}, std::size_t{2}}) {
+        EXPECT_EQ(log_at(pieces, (pieces + 1) * piece - 3), column_error + "w1).\n"); // the second head there
+        EXPECT_EQ(log_at(pieces, (pieces + 1) * piece - 2), column_error + "w2).\n");
+        EXPECT_EQ(log_at(pieces, (pieces + 1) * piece - 4), column_error + "w2).\n");
+    }
 }
 
 namespace
@@ -385,7 +472,7 @@ TEST_F(skyline_files, full_disk_is_reported_where_a_full_buffer_would_meet_it)
         if (second) tarnel::put_column_head(&image[3 + height + 1], {3, static_cast<std::int32_t>(height)});
         return run_stage([&](std::FILE* log) {
                    opened_output out("/dev/full", "header of work file for sky-line solver");
-                   write_image(log, out, image.data(), image.size());
+                   write_image(log, out, image.data(), image.size(), tarnel::image_after::as_it_is);
                })
             .log;
     };
