@@ -204,7 +204,7 @@ void bench_files()
         {
             output_file out;
             if (!open_output(stderr, out, "bench-block.tmp", "block", content::binary)) std::exit(1);
-            write_image(stderr, out, image.data(), image.size(), tarnel::image_after::as_it_is);
+            write_image(stderr, out, image.data(), image.size(), 0);
             close_output(stderr, out);
         }
         write_ours.push_back(cpu_seconds() - start);

@@ -128,26 +128,34 @@ static void reduce_by_file(factorisation& work, const skyline_block& block, std:
     }
 }
 
-// `image` is zeros, for each block anew.
+// Doubles of a block's image.
+static std::size_t length_of(const factorisation& work, std::int32_t b)
+{
+    const std::int32_t* iaddiv = work.division.iaddiv.values.get();
+    const column_record last = head_of(work.profile, iaddiv[b + 1] - 1);
+    return image_length(iaddiv[b + 1] - iaddiv[b], last.address + last.height);
+}
+
+//   image  of the longest block, zeros
 static void factorise_blocks(factorisation& work, const matrix_rows& rows, double image[], std::FILE* log)
 {
+    const std::int32_t* iaddiv = work.division.iaddiv.values.get();
+    std::size_t used = 0, cleared = 0; // doubles of the image that hold older blocks, but for the first ones
     for (std::int32_t b = 0; b < work.division.matdiv; ++b) {
-        const skyline_block block = {work.division.iaddiv.values[static_cast<std::size_t>(b)],
-                                     work.division.iaddiv.values[static_cast<std::size_t>(b) + 1],
-                                     image + header_room + head_room, head_room};
-        const column_record last = head_of(work.profile, block.end - 1);
-        const std::size_t length = image_length(block.end - block.first, last.address + last.height);
+        const skyline_block block = {iaddiv[b], iaddiv[b + 1], image + header_room + head_room, head_room};
+        const std::size_t length = length_of(work, b);
+        if (const std::size_t end = std::min(used, length); cleared < end) std::fill(image + cleared, image + end, 0.0);
         put_header(image, {work.division.matdiv, b, block.first, block.end});
         scatter_rows(rows, work.profile, block);
         const std::int32_t reach = std::max(0, block.first - work.profile.nband + 1); // highest row of any column here
         for (std::int32_t earlier = 0; earlier < b; ++earlier)
-            if (work.division.iaddiv.values[static_cast<std::size_t>(earlier) + 1] > reach)
-                reduce_by_file(work, block, earlier, reach, log);
+            if (iaddiv[earlier + 1] > reach) reduce_by_file(work, block, earlier, reach, log);
         factorise_block(work.profile, block, work.group, work.cntl.eps_zero, work.work1.get(), log);
+        used = std::max(used, length);
+        cleared = b + 1 < work.division.matdiv ? std::min(length, length_of(work, b + 1)) : 0;
         output_file file;
         create_block(log, work.setup, b, file);
-        const bool last_block = b + 1 == work.division.matdiv;
-        write_image(log, file, image, length, last_block ? image_after::as_it_is : image_after::zeros);
+        write_image(log, file, image, length, cleared);
         close_output(log, file);
     }
 }

@@ -172,7 +172,7 @@ static image_record record_at(const double* image, std::size_t at)
     return {at, at + head_room + static_cast<std::size_t>(column.height)};
 }
 
-void write_image(std::FILE* log, output_file& file, double* image, std::size_t length, image_after after)
+void write_image(std::FILE* log, output_file& file, double* image, std::size_t length, std::size_t cleared)
 {
     constexpr std::size_t piece = stream_buffer_bytes / sizeof(double);
     std::snprintf(file.name, sizeof file.name, "%s", columns_name); // a failure concerns the columns
@@ -183,7 +183,7 @@ void write_image(std::FILE* log, output_file& file, double* image, std::size_t l
         while (record.end <= judged) record = record_at(image, record.end);
         if (!pass_to_system(file, image + at, count * sizeof(double)))
             fail_in_file(log, file.name, judged < record.at + head_room ? "w1" : "w2");
-        if (after == image_after::zeros) std::fill_n(image + at, count, 0.0);
+        if (at < cleared) std::fill_n(image + at, std::min(count, cleared - at), 0.0);
     }
     file.tag = "w2";
 }

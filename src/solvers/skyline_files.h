@@ -76,11 +76,10 @@ inline constexpr std::int32_t header_room = 2, head_room = 1;
 void put_header(double* image, const block_header& header);
 void put_column_head(double* terms, column_record column);
 
-// Writes a block from its image of `length` doubles, one column at least, and leaves it as it is or, while the pieces
-// written are still in cache, makes it zeros.
+// Writes a block from its image of `length` doubles, one column at least. The first `cleared` of them become zeros,
+// piece by piece, while what was written is still in cache.
 //   errors  at the end of the piece of the stream's buffer that the system refused: "(w1)" the integers, "(w2)" the
 //           terms of a column
-enum class image_after { as_it_is, zeros };
-void write_image(std::FILE* log, output_file& file, double* image, std::size_t length, image_after after);
+void write_image(std::FILE* log, output_file& file, double* image, std::size_t length, std::size_t cleared);
 
 } // namespace tarnel

@@ -217,7 +217,7 @@ TEST_F(skyline_files, header_and_records_are_laid_out_field_by_field)
     const auto write = [&](std::FILE* log, const skyline_setup& setup) {
         tarnel::output_file out;
         create_block(log, setup, 0, out);
-        write_image(log, out, image.data(), image.size(), tarnel::image_after::as_it_is);
+        write_image(log, out, image.data(), image.size(), 0);
         close_output(log, out);
     };
     EXPECT_FALSE(with_setup("9 1 9\nblock\n", write).failed);
@@ -273,28 +273,26 @@ private:
 
 } // namespace
 
-TEST_F(skyline_files, image_is_left_as_it_is_or_as_zeros_by_which_the_file_is_the_same)
+TEST_F(skyline_files, so_much_of_an_image_as_is_asked_becomes_zeros_and_the_file_is_the_same)
 {
     const std::vector<double> image = image_of_pieces();
-    ASSERT_GT(image.size() * sizeof(double), 3 * tarnel::stream_buffer_bytes);
+    constexpr std::size_t piece = tarnel::stream_buffer_bytes / sizeof(double);
+    ASSERT_GT(image.size(), 3 * piece);
     const std::string expected(reinterpret_cast<const char*>(image.data()), image.size() * sizeof(double));
-    for (const tarnel::image_after after : {tarnel::image_after::as_it_is, tarnel::image_after::zeros}) {
+    for (const std::size_t cleared : {std::size_t{0}, std::size_t{1}, piece - 1, piece, piece + 1, 2 * piece + 77,
+                                      image.size() - 1, image.size()}) {
         std::vector<double> written = image;
-        written.push_back(7.0); // not the block's
         const auto write = [&](std::FILE* log, const skyline_setup& setup) {
             tarnel::output_file out;
             create_block(log, setup, 0, out);
-            write_image(log, out, written.data(), image.size(), after);
+            write_image(log, out, written.data(), image.size(), cleared);
             close_output(log, out);
         };
         EXPECT_FALSE(with_setup("9 1 9\nblock\n", write).failed);
         EXPECT_TRUE(read_file("block") == expected);
-        EXPECT_EQ(written.back(), 7.0);
-        written.pop_back();
-        if (after == tarnel::image_after::as_it_is)
-            EXPECT_EQ(std::memcmp(written.data(), image.data(), expected.size()), 0);
-        else
-            EXPECT_EQ(written, std::vector<double>(image.size(), 0.0));
+        std::vector<double> left = image;
+        std::fill_n(left.begin(), cleared, 0.0);
+        EXPECT_EQ(std::memcmp(written.data(), left.data(), expected.size()), 0) << cleared;
     }
 }
 
@@ -310,7 +308,7 @@ TEST_F(skyline_files, later_piece_that_fails_names_the_item_at_its_end)
         const file_size_limit limit(pieces * tarnel::stream_buffer_bytes);
         return run_stage([&](std::FILE* log) {
                    opened_output out("block", "header of work file for sky-line solver");
-                   write_image(log, out, image.data(), image.size(), tarnel::image_after::zeros);
+                   write_image(log, out, image.data(), image.size(), image.size());
                })
             .log;
     };
@@ -472,7 +470,7 @@ TEST_F(skyline_files, full_disk_is_reported_where_a_full_buffer_would_meet_it)
         if (second) tarnel::put_column_head(&image[3 + height + 1], {3, static_cast<std::int32_t>(height)});
         return run_stage([&](std::FILE* log) {
                    opened_output out("/dev/full", "header of work file for sky-line solver");
-                   write_image(log, out, image.data(), image.size(), tarnel::image_after::as_it_is);
+                   write_image(log, out, image.data(), image.size(), 0);
                })
             .log;
     };
