@@ -163,7 +163,10 @@ template <class wide, terms_from from>
     }
 }
 
-template <class wide, terms_from from>
+// Where the processor's registers can hold its terms, each is loaded once: gcc would take it from memory as an operand
+// of both its products, and the pass waits for loads.
+enum class terms_are { loaded, held };
+template <class wide, terms_from from, terms_are used = terms_are::loaded>
 [[gnu::always_inline]] static inline void product(coupling_at& at, const double p[], double q[], std::size_t end)
 {
     constexpr std::size_t lanes = lanes_of<wide>;
@@ -177,6 +180,9 @@ template <class wide, terms_from from>
         for (std::size_t k = 0; k < 3; ++k) {
             wide a, pj{};
             load(a, t.value + k * lanes);
+#if TARNEL_LANES >= 4 && !defined(__clang__)
+            if constexpr (used == terms_are::held) asm("" : "+x"(a));
+#endif
             const term_places<wide> j = places_of<wide>(t.unknown + k * lanes);
             gather(pj, p, j);
             qi += a * pj;
@@ -227,7 +233,7 @@ template <terms_from from>
 template <terms_from from>
 [[gnu::target("avx2")]] static void multiply_avx2(coupling_at& at, const double p[], double q[], std::size_t end)
 {
-    product<four, from>(at, p, q, end);
+    product<four, from, terms_are::held>(at, p, q, end);
 }
 
 template <terms_from from>

@@ -73,7 +73,7 @@ const elimination_kernel portable_elimination = {eliminate_columns_portable, eli
 
 #if TARNEL_LANES >= 4
 
-constexpr std::int32_t near = columns_together - 1; // terms of a column that may belong to unknowns of its own set
+constexpr std::int32_t near_terms = columns_together - 1; // of a column, which its own set's unknowns may meet
 
 // The sum of a column over its terms k = from, ..., to, counted from the diagonal.
 [[gnu::target("avx2"), gnu::always_inline]] static inline double
@@ -112,32 +112,32 @@ add_four_columns(__m256d sums, std::ptrdiff_t k, const double* const terms[4], c
         reach[c] = first + c - columns[c].top;
         if (reach[c] > reach[tallest]) tallest = c;
     }
-    if (count < columns_together || reach[tallest] <= 2 * near) {
+    if (count < columns_together || reach[tallest] <= 2 * near_terms) {
         for (std::int32_t c = 0; c < count; ++c) row[c] -= add_terms(0.0, reach[c], 1, columns[c].terms, row + c);
         return;
     }
-    const std::int32_t tall = std::max(near, reach[tallest] - most_alone);
+    const std::int32_t tall = std::max(near_terms, reach[tallest] - most_alone);
     std::int32_t all = std::min(reach[tallest], first); // the first unknown is as far up as any column goes
     for (std::int32_t c = 0; c < columns_together; ++c)
         if (reach[c] >= tall) all = std::min(all, reach[c]);
-    const std::int32_t together = near + (all - near) / 4 * 4;
+    const std::int32_t together = near_terms + (all - near_terms) / 4 * 4;
     const double* terms[columns_together];
     double alone[columns_together], sums[columns_together];
     for (std::int32_t c = 0; c < columns_together; ++c) {
         const bool along = reach[c] >= tall;
         terms[c] = columns[along ? c : tallest].terms;
-        alone[c] = add_terms(0.0, reach[c], along ? together + 1 : near + 1, columns[c].terms, row + c);
+        alone[c] = add_terms(0.0, reach[c], along ? together + 1 : near_terms + 1, columns[c].terms, row + c);
     }
     __m256d left = _mm256_loadu_pd(alone), right = _mm256_loadu_pd(alone + 4);
-    for (std::ptrdiff_t k = together; k > near; k -= 4) {
+    for (std::ptrdiff_t k = together; k > near_terms; k -= 4) {
         left = add_four_columns(left, k, terms, row);
         right = add_four_columns(right, k, terms + 4, row + 4);
     }
     _mm256_storeu_pd(sums, left);
     _mm256_storeu_pd(sums + 4, right);
     for (std::int32_t c = 0; c < columns_together; ++c)
-        row[c] -=
-            add_terms(reach[c] >= tall ? sums[c] : alone[c], std::min(near, reach[c]), 1, columns[c].terms, row + c);
+        row[c] -= add_terms(reach[c] >= tall ? sums[c] : alone[c], std::min(near_terms, reach[c]), 1, columns[c].terms,
+                            row + c);
 }
 
 [[gnu::target("avx2")]] static void eliminate_rows_above_avx2(std::int32_t first, std::int32_t count,
