@@ -77,12 +77,15 @@ std::size_t fill_buffer(input_file& file, std::size_t want)
 {
     const std::size_t left = file.filled - file.at;
     if (left >= want) return left;
-    // What is left goes before the place that the system fills, so that its copies are whole and aligned.
-    std::memmove(file.buffer.get() + stream_buffer_bytes - left, file.buffer.get() + file.at, left);
-    file.at = stream_buffer_bytes - left;
-    file.filled = stream_buffer_bytes;
+    if (file.kept == 0) {
+        // What is left goes before the place that the system fills, so that its copies are whole and aligned.
+        std::memmove(file.buffer.get() + stream_buffer_bytes - left, file.buffer.get() + file.at, left);
+        file.at = stream_buffer_bytes - left;
+        file.filled = stream_buffer_bytes;
+    }
+    const std::size_t room = file.kept > 0 ? file.kept : 2 * stream_buffer_bytes;
     while (file.filled - file.at < want) {
-        const std::size_t most = std::min(file.piece, 2 * stream_buffer_bytes - file.filled);
+        const std::size_t most = std::min(file.piece, room - file.filled);
         const std::size_t got = std::fread(file.buffer.get() + file.filled, 1, most, file.stream.get());
         if (got == 0) break;
         file.filled += got;
@@ -120,6 +123,18 @@ std::uint64_t bytes_left(input_file& file)
     return static_cast<std::uint64_t>(end - here) + buffered;
 }
 
+void keep_rest(std::FILE* log, input_file& file, std::size_t most)
+{
+    const std::uint64_t bytes = bytes_left(file);
+    if (bytes > most) return;
+    file.kept = static_cast<std::size_t>(bytes);
+    owned_array<char> buffer = empty_array<char>(log, "stream", file.kept);
+    file.filled -= file.at;
+    std::memcpy(buffer.get(), file.buffer.get() + std::exchange(file.at, 0), file.filled);
+    file.buffer = std::move(buffer);
+    file.piece = 2 * stream_buffer_bytes;
+}
+
 bool seek_to(input_file& file, std::uint64_t place)
 {
     file.at = file.filled = 0;
@@ -130,7 +145,7 @@ bool read_bytes_slowly(input_file& file, void* to, std::size_t n)
 {
     char* target = static_cast<char*>(to);
     const std::size_t left = file.filled - file.at;
-    if (n < stream_buffer_bytes) {
+    if (n < stream_buffer_bytes || file.kept > 0) {
         if (fill_buffer(file, n) < n) return false;
         std::memcpy(target, file.buffer.get() + file.at, n);
         file.at += n;

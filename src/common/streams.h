@@ -30,6 +30,7 @@ struct input_file {
     std::size_t at = 0;                      // next byte of the buffer
     std::size_t filled = 0;                  // bytes in the buffer
     std::size_t piece = stream_buffer_bytes; // bytes that are asked of the system at a time
+    std::size_t kept = 0;                    // bytes of the file that the buffer has room for, where they stay in it
 };
 
 struct output_file {
@@ -71,6 +72,11 @@ std::size_t fill_buffer(input_file& file, std::size_t want);
 //   returns unknown_size for a file without an end, such as a pipe
 inline constexpr std::uint64_t unknown_size = ~std::uint64_t{0};
 std::uint64_t bytes_left(input_file& file);
+
+// Lets the bytes from here on stay in the buffer, the first of them at its start, if they are no more than `most`: a
+// file that is small is read once and looked at twice. It is read in its order from here on.
+//   errors  "      Error. Can't allocate (stream).\n"
+void keep_rest(std::FILE* log, input_file& file, std::size_t most);
 
 // Goes to a place of the file, in bytes from its start; false where the system does not.
 bool seek_to(input_file& file, std::uint64_t place);

@@ -21,18 +21,23 @@ struct substitution {
     growing_array<std::int32_t> iaddiv;       // first columns of the blocks read, closed by the last end
     growing_array<double> aaa;                // terms of a column, or of a block
     const elimination_kernel* kernel;
+    input_file last; // the last block between the passes, where all of it is kept
 };
 
-// What follows the header: the columns are read from the first to the last, or from elsewhere in the file.
-enum class after_header { in_order, elsewhere };
+// A last block of so many bytes is read once for both passes: a near cache holds it.
+constexpr std::size_t most_kept = std::size_t{1} << 21U;
+
+// What follows the header: the columns are read from the first to the last, and may be kept, or from elsewhere.
+enum class after_header { in_order, in_order_and_kept, elsewhere };
 
 static block_header open_with_header(const substitution& work, std::int32_t b, after_header next, input_file& file,
                                      std::FILE* log)
 {
     open_block(log, work.setup, b, file);
+    if (next == after_header::in_order_and_kept) keep_rest(log, file, most_kept);
     if (next == after_header::elsewhere) file.piece = sizeof(block_header);
     const block_header header = read_header(log, file, b, work.matdiv, work.ndim);
-    file.piece = stream_buffer_bytes;
+    if (next == after_header::elsewhere) file.piece = stream_buffer_bytes;
     return header;
 }
 
@@ -118,8 +123,10 @@ static void eliminate_forward(substitution& work, double x[], std::FILE* log)
     std::int32_t first = 0;
     append(log, "iaddiv", work.iaddiv, first);
     for (std::int32_t b = 0; b < work.matdiv; ++b) {
+        const bool last = b + 1 == work.matdiv;
         input_file file;
-        const block_header header = open_checked(work, b, first, after_header::in_order, file, log);
+        const block_header header =
+            open_checked(work, b, first, last ? after_header::in_order_and_kept : after_header::in_order, file, log);
         for (std::int32_t j = header.first; j < header.end; j += columns_together) {
             const std::int32_t count = std::min(columns_together, header.end - j);
             column_terms columns[columns_together];
@@ -130,6 +137,7 @@ static void eliminate_forward(substitution& work, double x[], std::FILE* log)
         }
         first = header.end;
         append(log, "iaddiv", work.iaddiv, first);
+        if (last && file.kept > 0) work.last = std::move(file);
     }
 }
 
@@ -180,31 +188,40 @@ static void go_to(input_file& file, std::int64_t offset, std::FILE* log)
     if (!seek_to(file, static_cast<std::uint64_t>(offset))) fail_in_file(log, file.name, "r1");
 }
 
+// Checks the records of the columns [first, end), which are in memory. Their places follow from the heights found
+// before, so that no head waits for the one before it.
+static void check_records(const substitution& work, std::int32_t first, std::int32_t end, const double* record,
+                          std::int32_t running, const char* name, std::FILE* log)
+{
+    for (std::int32_t j = first; j < end; ++j) {
+        column_record column;
+        std::memcpy(&column, record, sizeof column);
+        const column_expectation expected = as_before(work, j, running);
+        check_column(log, name, column, j, work.setup.work_length, expected);
+        record += expected.height + 1;
+        running += expected.height;
+    }
+}
+
 // Reads the records of the columns [first, end) at once.
 static void read_records(substitution& work, std::int32_t first, std::int32_t end, std::int64_t offset,
                          std::int64_t doubles, std::int32_t running, input_file& file, std::FILE* log)
 {
     go_to(file, offset, log);
     reserve(log, "aaa", work.aaa, static_cast<std::size_t>(doubles));
-    const double* record = work.aaa.values.get();
     if (!read_bytes(file, work.aaa.values.get(), static_cast<std::size_t>(doubles) * sizeof(double))) {
         go_to(file, offset, log);
         return read_columns_again(work, first, end, running, file, log);
     }
-    for (std::int32_t j = first; j < end; ++j) {
-        column_record column;
-        std::memcpy(&column, record, sizeof column);
-        check_column(log, file.name, column, j, work.setup.work_length, as_before(work, j, running));
-        record += column.height + 1;
-        running += column.height;
-    }
+    check_records(work, first, end, work.aaa.values.get(), running, file.name, log);
 }
 
-// Eliminates the columns [first, end), whose records `aaa` holds, from the last one to the first.
-static void eliminate_backward(const substitution& work, std::int32_t first, std::int32_t end, double x[])
+// Eliminates the columns [first, end), whose records are in memory, from the last one to the first.
+static void eliminate_backward(const substitution& work, std::int32_t first, std::int32_t end, const double* records,
+                               double x[])
 {
     const std::int32_t* height = work.linsky.get();
-    const double* behind = work.aaa.values.get(); // the records of the columns left
+    const double* behind = records; // those of the columns left
     for (std::int32_t j = first; j < end; ++j) behind += height[j] + 1;
     while (end > first) {
         const std::int32_t count = std::min(columns_together, end - first);
@@ -218,6 +235,14 @@ static void eliminate_backward(const substitution& work, std::int32_t first, std
         end -= count;
         work.kernel->rows_above(end, count, columns, x);
     }
+}
+
+// The last block, which the way forward has kept.
+static void eliminate_kept(const substitution& work, const block_header& header, double x[], std::FILE* log)
+{
+    const auto* records = reinterpret_cast<const double*>(work.last.buffer.get() + sizeof header);
+    check_records(work, header.first, header.end, records, 0, work.last.name, log);
+    eliminate_backward(work, header.first, header.end, records, x);
 }
 
 // The columns [header.first, header.end) from the last to the first, a few of them in memory at a time.
@@ -234,7 +259,7 @@ static void eliminate_block(substitution& work, const block_header& header, doub
     const std::uint64_t left = bytes_left(file);
     if (left == unknown_size || left < static_cast<std::uint64_t>(offset) - sizeof header) {
         read_columns_again(work, header.first, header.end, 0, file, log); // a pipe comes in its order
-        return eliminate_backward(work, header.first, header.end, x);
+        return eliminate_backward(work, header.first, header.end, work.aaa.values.get(), x);
     }
     for (std::int32_t end = header.end, first = end; end > header.first; end = first) {
         std::int64_t doubles = 0;
@@ -245,7 +270,7 @@ static void eliminate_block(substitution& work, const block_header& header, doub
         } while (first > header.first && (end - first < columns_together || doubles < doubles_together));
         offset -= doubles * std::int64_t{sizeof(double)};
         read_records(work, first, end, offset, doubles, running, file, log);
-        eliminate_backward(work, first, end, x);
+        eliminate_backward(work, first, end, work.aaa.values.get(), x);
     }
 }
 
@@ -256,7 +281,10 @@ static void substitute_backward(substitution& work, double x[], std::FILE* log)
         const auto at = static_cast<std::size_t>(b);
         const block_header header = open_checked(work, b, work.iaddiv.values[at], after_header::elsewhere, file, log);
         if (header.end != work.iaddiv.values[at + 1]) fail_in_header(log, "r5");
-        eliminate_block(work, header, x, file, log);
+        if (b + 1 == work.matdiv && work.last.kept > 0)
+            eliminate_kept(work, header, x, log);
+        else
+            eliminate_block(work, header, x, file, log);
     }
 }
 
@@ -279,7 +307,8 @@ void t_real_mtsolv_skylin2(control cntl, input_file& vector, output_file& soluti
                          zero_array<double>(log, "work1", n),
                          {},
                          {},
-                         &fastest_elimination()};
+                         &fastest_elimination(),
+                         {}};
     std::copy(uvecr.get(), uvecr.get() + n, xvecr.get());
     {
         input_file file;

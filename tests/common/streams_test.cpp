@@ -176,6 +176,64 @@ TEST_F(streams, buffer_is_filled_without_losing_what_it_holds)
     EXPECT_EQ(fill_buffer(in, 0), 0U);
 }
 
+TEST_F(streams, rest_that_is_kept_is_read_like_any_other_and_stays_at_the_buffers_start)
+{
+    const auto keep = [](input_file& in, std::size_t most) {
+        EXPECT_FALSE(run_stage([&](std::FILE* log) { keep_rest(log, in, most); }).failed);
+    };
+    for (const std::size_t size : sizes) {
+        const std::string content = pattern(size);
+        write_file("in.tmp", content);
+        for (const std::size_t before : {std::size_t{0}, std::size_t{1}, size / 2}) {
+            if (before >= size) continue;
+            const std::size_t rest = size - before;
+            for (const std::size_t piece : {4096U, 65537U, 131072U, 200000U}) {
+                opened_input in("in.tmp");
+                std::string read(size, '\0');
+                bool whole = read_bytes(in, read.data(), before);
+                keep(in, rest);
+                for (std::size_t at = before; at < size; at += piece) {
+                    whole = whole && bytes_left(in) == size - at;
+                    whole = whole && read_bytes(in, read.data() + at, std::min(piece, size - at));
+                }
+                EXPECT_TRUE(whole && read == content) << size << " " << before << " by " << piece;
+                ASSERT_EQ(in.kept, rest);
+                EXPECT_EQ(content.compare(before, rest, in.buffer.get(), rest), 0) << size << " " << before;
+                EXPECT_EQ(fill_buffer(in, 1), 0U);
+                char more;
+                EXPECT_FALSE(read_bytes(in, &more, 1));
+            }
+            for (const std::size_t beyond : {std::size_t{1}, std::size_t{140000}}) {
+                opened_input in("in.tmp");
+                std::vector<char> read(size + beyond);
+                EXPECT_TRUE(read_bytes(in, read.data(), before));
+                keep(in, rest);
+                EXPECT_FALSE(read_bytes(in, read.data(), rest + beyond));
+                EXPECT_EQ(fill_buffer(in, rest), rest); // nothing was passed over
+            }
+            opened_input in("in.tmp");
+            std::vector<char> read(size);
+            EXPECT_TRUE(read_bytes(in, read.data(), before));
+            keep(in, rest - 1);
+            EXPECT_EQ(in.kept, 0U);
+            EXPECT_TRUE(read_bytes(in, read.data(), rest));
+        }
+    }
+}
+
+TEST_F(streams, file_that_becomes_shorter_while_it_is_kept_ends_there)
+{
+    write_file("in.tmp", pattern(400000));
+    opened_input in("in.tmp");
+    EXPECT_FALSE(run_stage([&](std::FILE* log) { keep_rest(log, in, 400000); }).failed);
+    std::vector<char> read(400000);
+    EXPECT_TRUE(read_bytes(in, read.data(), 10));
+    std::filesystem::resize_file("in.tmp", 300000);
+    EXPECT_TRUE(read_bytes(in, read.data(), 290000));
+    EXPECT_EQ(fill_buffer(in, 9991), 9990U);
+    EXPECT_FALSE(read_bytes(in, read.data(), 9991));
+}
+
 TEST_F(streams, pipe_is_read_although_its_size_is_unknown)
 {
     ASSERT_EQ(mkfifo("pipe", 0600), 0);
@@ -186,6 +244,8 @@ TEST_F(streams, pipe_is_read_although_its_size_is_unknown)
     std::fflush(holder.get());
     opened_input in("pipe");
     EXPECT_EQ(bytes_left(in), unknown_size);
+    EXPECT_FALSE(run_stage([&](std::FILE* log) { keep_rest(log, in, 1U << 20U); }).failed);
+    EXPECT_EQ(in.kept, 0U);
 }
 
 TEST_F(streams, only_files_that_can_be_opened_are_opened)
