@@ -21,7 +21,7 @@ std::size_t places_ahead(const record_list& list, const number_index& index, std
                          std::size_t places[looked_at])
 {
     const std::size_t at = list.file.at + ahead * sizeof(element_record);
-    if (!index.without_gaps || index.count == 0 || at + sizeof(element_record) > list.file.filled) return 0;
+    if (index.run == 0 || at + sizeof(element_record) > list.file.filled) return 0;
     std::int32_t node[looked_at];
     std::memcpy(node, list.file.buffer.get() + at + offsetof(element_record, node), sizeof node);
     std::size_t count = 0;

@@ -24,6 +24,7 @@ struct number_index {
     owned_array<numbered_place> sorted;  // ascending, when places do not follow the numbers
     owned_array<std::int32_t> direct;    // place + 1 by number, when numbers are dense
     std::int32_t largest = 0;
+    std::uint32_t first = 0, run = 0; // numbers without gaps: first, first + 1, ..., and how many; none otherwise
 };
 
 // Adds a number (1 or more) at the next place.
@@ -48,10 +49,9 @@ void finish_index(std::FILE* log, const char* name, number_index& index);
 std::int32_t search_place(const number_index& index, std::int32_t number);
 inline std::int32_t place_of(const number_index& index, std::int32_t number)
 {
-    if (index.without_gaps && index.count > 0) {
-        const std::int64_t place = std::int64_t{number} - index.numbers.values[0];
-        return place >= 0 && place < index.count ? static_cast<std::int32_t>(place) : -1;
-    }
+    const std::uint32_t place = static_cast<std::uint32_t>(number) - index.first;
+    if (place < index.run) return static_cast<std::int32_t>(place);
+    if (index.without_gaps) return -1;
     return search_place(index, number);
 }
 

@@ -10,12 +10,14 @@ namespace tarnel
 {
 
 struct mesh_point {
-    double x, y, z; // [m]
+    double x, y; // [m]
 };
 
+// Nodes by place. Only solid elements look at z, which stands apart so that a node's x and y share a line of cache.
 struct point_table {
     number_index index;
-    growing_array<mesh_point> ggg; // by place
+    growing_array<mesh_point> ggg;
+    growing_array<double> z; // [m]
 };
 
 static point_table read_points(const control& cntl, input_file& in, std::FILE* log)
@@ -23,10 +25,12 @@ static point_table read_points(const control& cntl, input_file& in, std::FILE* l
     point_table points;
     const std::size_t most = record_capacity(in, sizeof(mesh_node_record), cntl.maxnog);
     reserve(log, "ggg", points.ggg, most);
+    reserve(log, "ggg", points.z, most);
     reserve(log, "ggg", points.index.numbers, most);
     record_list list = node_list(in, cntl.maxnog);
     for (mesh_node_record copy; const mesh_node_record* node = next_in_place(log, list, copy);) {
-        append(log, "ggg", points.ggg, {node->x, node->y, node->z});
+        append(log, "ggg", points.ggg, {node->x, node->y});
+        append(log, "ggg", points.z, node->z);
         add_number(log, "ggg", points.index, node->nog);
     }
     finish_index(log, "ggg", points.index);
@@ -47,16 +51,17 @@ static centre_rule find_rule(std::int32_t code, std::int32_t noe, std::FILE* log
 }
 
 // The weighted sum of the nodes' points. An undefined node counts as the origin: the node check has refused it.
-static void set_centre(const centre_rule& rule, const mesh_point ggg[], const std::int32_t place[], double centre[3])
+static void set_centre(const centre_rule& rule, const point_table& points, const std::int32_t place[], double centre[3])
 {
     double x = 0.0, y = 0.0, z = 0.0;
     for (std::int32_t k = 0; k < rule.nodes; ++k) {
         if (place[k] < 0) continue;
-        const mesh_point& point = ggg[place[k]];
+        const auto at = static_cast<std::size_t>(place[k]);
+        const mesh_point& point = points.ggg.values[at];
         const double weight = rule.weight[k];
         x += weight * point.x;
         y += weight * point.y;
-        if (!rule.planar) z += weight * point.z;
+        if (!rule.planar) z += weight * points.z.values[at];
     }
     centre[0] = x, centre[1] = y, centre[2] = z;
 }
@@ -70,10 +75,7 @@ void t_set_felm_cntr(control cntl, felm_cntr_files files, std::FILE* log)
         const mesh_felm_record& felm = *next;
         std::size_t ahead[looked_at];
         const std::size_t places = places_ahead<mesh_felm_record>(list, points.index, 16, ahead);
-        for (std::size_t k = 0; k < places; ++k) {
-            ask_for(&points.ggg.values[ahead[k]].x);
-            ask_for(&points.ggg.values[ahead[k]].z);
-        }
+        for (std::size_t k = 0; k < places; ++k) ask_for(&points.ggg.values[ahead[k]]);
         const centre_rule rule = find_rule(felm.type, felm.noe, log);
         std::int32_t place[most_nodes];
         for (std::int32_t k = 0; k < rule.nodes; ++k) {
@@ -81,7 +83,7 @@ void t_set_felm_cntr(control cntl, felm_cntr_files files, std::FILE* log)
             place[k] = place_of(points.index, felm.node[k]);
         }
         double centre[3];
-        set_centre(rule, points.ggg.values.get(), place, centre);
+        set_centre(rule, points, place, centre);
         write_value(log, files.centres, felm.noe, "w1");
         write_values(log, files.centres, centre, 3, "w2");
     }
