@@ -126,7 +126,7 @@ std::uint64_t bytes_left(input_file& file)
 void keep_rest(std::FILE* log, input_file& file, std::size_t most)
 {
     const std::uint64_t bytes = bytes_left(file);
-    if (bytes > most) return;
+    if (bytes == 0 || bytes > most) return; // a device may give bytes although it has no size
     file.kept = static_cast<std::size_t>(bytes);
     owned_array<char> buffer = empty_array<char>(log, "stream", file.kept);
     file.filled -= file.at;

@@ -73,8 +73,8 @@ std::size_t fill_buffer(input_file& file, std::size_t want);
 inline constexpr std::uint64_t unknown_size = ~std::uint64_t{0};
 std::uint64_t bytes_left(input_file& file);
 
-// Lets the bytes from here on stay in the buffer, the first of them at its start, if they are no more than `most`: a
-// file that is small is read once and looked at twice. It is read in its order from here on.
+// Lets the bytes from here on stay in the buffer, the first of them at its start, if there are any and no more than
+// `most`: a file that is small is read once and looked at twice. It is read in its order from here on.
 //   errors  "      Error. Can't allocate (stream).\n"
 void keep_rest(std::FILE* log, input_file& file, std::size_t most);
 

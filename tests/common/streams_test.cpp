@@ -234,6 +234,15 @@ TEST_F(streams, file_that_becomes_shorter_while_it_is_kept_ends_there)
     EXPECT_FALSE(read_bytes(in, read.data(), 9991));
 }
 
+TEST_F(streams, device_that_has_no_size_is_not_kept)
+{
+    opened_input in("/dev/zero");
+    EXPECT_FALSE(run_stage([&](std::FILE* log) { keep_rest(log, in, 100); }).failed);
+    std::vector<char> read(1000, 'x');
+    EXPECT_TRUE(read_bytes(in, read.data(), 1000));
+    EXPECT_EQ(read, std::vector<char>(1000, '\0'));
+}
+
 TEST_F(streams, pipe_is_read_although_its_size_is_unknown)
 {
     ASSERT_EQ(mkfifo("pipe", 0600), 0);
