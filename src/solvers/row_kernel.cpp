@@ -1,14 +1,10 @@
 #include "solvers/row_kernel.h"
 
+#include "solvers/lanes.h"
+
 #include <bit>
 #include <cstring>
 #include <functional>
-
-// TARNEL_LANES: the most doubles side by side that the build admits (8, 4 or 1).
-#if !defined(__x86_64__)
-#undef TARNEL_LANES
-#define TARNEL_LANES 1
-#endif
 
 namespace tarnel
 {

@@ -1,12 +1,9 @@
 #include "solvers/skyline_elimination.h"
 
+#include "solvers/lanes.h"
+
 #include <algorithm>
 
-// TARNEL_LANES: the most doubles side by side that the build admits (8, 4 or 1).
-#if !defined(__x86_64__)
-#undef TARNEL_LANES
-#define TARNEL_LANES 1
-#endif
 #if TARNEL_LANES > 1
 #include <immintrin.h>
 #endif

@@ -1,13 +1,9 @@
 #include "solvers/vector_kernel.h"
 
+#include "solvers/lanes.h"
+
 #include <algorithm>
 #include <cstring>
-
-// TARNEL_LANES: the most doubles side by side that the build admits (8, 4 or 1).
-#if !defined(__x86_64__)
-#undef TARNEL_LANES
-#define TARNEL_LANES 1
-#endif
 
 namespace tarnel
 {
