@@ -26,13 +26,9 @@ void finish_index(std::FILE* log, const char* name, number_index& index)
     index.count = static_cast<std::int32_t>(n);
     index.direct.reset(); // of an earlier finish
     if (!index.ascending) sort_places(log, name, index);
-    index.run = 0;
-    if (index.without_gaps) {
-        if (n == 0) return;
-        index.first = static_cast<std::uint32_t>(index.numbers.values[0]);
-        index.run = static_cast<std::uint32_t>(n);
-        return;
-    }
+    index.first = n > 0 ? static_cast<std::uint32_t>(index.numbers.values[0]) : 0;
+    index.run = index.without_gaps ? static_cast<std::uint32_t>(n) : 0;
+    if (index.without_gaps) return;
     if (static_cast<std::size_t>(index.largest) > 8 * n + 1024) return; // too sparse: binary search
     index.direct = zero_array<std::int32_t>(log, name, static_cast<std::size_t>(index.largest) + 1);
     for (std::size_t k = 0; k < n; ++k) // the last place stands

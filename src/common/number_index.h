@@ -24,7 +24,7 @@ struct number_index {
     owned_array<numbered_place> sorted;  // ascending, when places do not follow the numbers
     owned_array<std::int32_t> direct;    // place + 1 by number, when numbers are dense
     std::int32_t largest = 0;
-    std::uint32_t first = 0, run = 0; // numbers without gaps: first, first + 1, ..., and how many; none otherwise
+    std::uint32_t first = 0, run = 0; // of numbers without gaps: first, first + 1, ..., and how many; otherwise none
 };
 
 // Adds a number (1 or more) at the next place.
